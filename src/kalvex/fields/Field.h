@@ -1,0 +1,98 @@
+#pragma once
+
+#include <list>
+#include <string>
+
+#include "kalvex/fields/NodePart.h"
+#include "kalvex/object/TimeStamp.h"
+
+namespace Kalvex {
+
+class EventInSlot;
+class EventOutSlot;
+struct ConvertParam;
+
+// One typed value of one node: what scene text sets, routes carry, change tracking counts and
+// writers print. Listeners and slots are made on demand; a field costs its value plus five
+// pointers.
+class Field : public NodePart {
+  public:
+    enum Cardinality { CardinalitySingle = 0, CardinalityMulti = 1 };
+    enum CallerType { CallerDefault = 0, CallerForceSend = 1 };
+
+    class Listener {
+      public:
+        virtual ~Listener() = default;
+        virtual void valueChanged(const TimeStamp& time, Field& field) = 0;
+    };
+    using ListenerList = std::list<Listener*>;
+
+    explicit Field(Node& node);
+    ~Field() override;
+
+    const char* findName() const override;
+    NodePartType type() const override;
+    const char* typeName() const override { return _typeName; }
+
+    // Text and binary forms.
+    virtual void setValueByStr(const char* text) = 0;
+    virtual bool setAndValidateValueByStr(const char* text, bool validate);
+    virtual void setValueByBin(unsigned char* data, unsigned int size) = 0;
+    virtual bool setValueByField(const Field& other, ConvertParam* param) = 0;
+    virtual void setValueByBin(const std::string& data);
+    virtual unsigned int getBinSize() = 0;
+    virtual unsigned int getBinValue(unsigned char* data) = 0;
+    virtual std::string& getStrValue(std::string& out) const = 0;
+    virtual std::string getBinValue(int component) const;
+    virtual std::string get1ValueAsBin(int index) const;
+    virtual const char* addValueByStr(const char* text, Cardinality mode) = 0;
+    virtual void set1ValueByBin(int index, const std::string& data);
+
+    // Container view.
+    virtual Cardinality cardinality() const = 0;
+    virtual unsigned int size() const = 0;
+    virtual bool empty() const = 0;
+    virtual void resize(unsigned int n) = 0;
+    virtual void reserve(unsigned int n) = 0;
+    virtual void clear() = 0;
+    virtual void free() = 0;
+    virtual bool equalValue(const Field& other) const = 0;
+
+    // Calls addValueByStr at the start of each run of non-delimiters; returns the count.
+    int splitAndAddValues(const char* text, const char* delimiters);
+    // The value as text, for messages.
+    std::string strValue() const;
+
+    // Slots: created on request for the part kinds that have them (or always with force).
+    void createInSlot(bool force);
+    void createOutSlot(bool force);
+    EventInSlot* inSlot() const { return _inSlot; }
+    EventOutSlot* outSlot() const { return _outSlot; }
+    unsigned int inRouteCount(bool all, bool withObservers) const;
+    unsigned int outRouteCount(bool all, bool withObservers) const;
+
+    void addListener(Listener* listener);
+    void removeListener(Listener* listener);
+    void callListeners(const TimeStamp& time);
+    const ListenerList* listeners() const { return _listeners; }
+
+    // Change machinery.
+    const NodePartMask& partMask() const;
+    void markChanged();
+    void processValueChange(const TimeStamp& time, CallerType caller = CallerDefault);
+    void send(const TimeStamp& time, bool setChanging, bool onlyIS);
+    bool receive(const TimeStamp& time);
+
+    void setDefaultValue(const TimeStamp& time);
+    bool valueIsDefault();
+    void dump(bool withNode) const;
+
+    static const char* _typeName;
+
+  protected:
+    ListenerList* _listeners;
+    EventInSlot* _inSlot;
+    EventOutSlot* _outSlot;
+};
+
+}  // namespace Kalvex

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <list>
+
+#include "kalvex/object/NotificationHandler.h"
+#include "kalvex/object/TimeStamp.h"
+
+namespace Kalvex {
+
+class Observer;
+
+// Synchronous publish and subscribe. Senders guard each call with wantsNotify() (active and an
+// observer list exists), so a quiet subject costs two tests; notifyObserver itself does not test
+// the active flag.
+class Subject : public NotificationHandler {
+  public:
+    using ObserverList = std::list<Observer*>;
+
+    explicit Subject(const char* name);
+    Subject(const Subject& other);
+    ~Subject() override;
+
+    void attach(Observer& observer);
+    void detach(Observer& observer);
+    void detachAll();
+    void notifyObserver(const TimeStamp& time, BaseObject* a, BaseObject* b, BaseObject* c);
+    int countObserver() const;
+
+    bool hasObserverList() const { return _observers != nullptr; }
+    bool wantsNotify() const { return _active && _observers != nullptr; }
+
+  private:
+    void compact();
+
+    ObserverList* _observers;
+    // Depth of running walks. While a walk runs, detached entries are set to null and removed
+    // when the outermost walk ends, so the walk never steps on a freed list node.
+    int _walking;
+    bool _dropList;
+};
+
+// The sender's guard in one place: notify only an active subject that has an observer list.
+inline void notifySubject(Subject* subject, const TimeStamp& time, BaseObject* a = nullptr,
+                          BaseObject* b = nullptr, BaseObject* c = nullptr) {
+    if (subject && subject->wantsNotify()) subject->notifyObserver(time, a, b, c);
+}
+
+}  // namespace Kalvex
