@@ -27,8 +27,16 @@ class Image {
     const std::shared_ptr<osg::Image>& getDataPtr() const { return _image; }
     void setData(std::shared_ptr<osg::Image> image) { _image = std::move(image); }
 
-    // Reads the image text; rest, if given, receives the position behind what was read.
+    // Reads the image text: width, height, components, then one number per pixel, its bytes
+    // most significant first. rest, if given, receives the position behind the last number
+    // read. A short text keeps the promised size. True, except for a header whose pixel block
+    // exceeds kMaxTextBytes: that is logged, the image is emptied and nothing is consumed.
     bool set(const char* text, const char** rest);
+
+    // Largest pixel block the text form may ask for (64 MiB: 4096 x 4096 RGBA). Scene text that
+    // big would be some 700 MB, so anything larger is a corrupt or hostile header, and we must
+    // not allocate it just because a header says so.
+    static constexpr unsigned long long kMaxTextBytes = 64ull << 20;
 
   private:
     std::shared_ptr<osg::Image> _image;
