@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "support/LogCapture.h"
+
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -12,6 +16,7 @@
 using Kalvex::osg::Image;
 using Kalvex::osg::ImageGenericAtt;
 using Kalvex::osg::SField;
+using KalvexTest::LogCapture;
 
 namespace {
 
@@ -205,7 +210,11 @@ TEST(ImageTest, SetCopiesDataAndHonoursAllocMem) {
 
     EXPECT_TRUE(img.setData(src));
     EXPECT_EQ(std::memcmp(img.getData(), src, 6), 0);
-    EXPECT_FALSE(img.setData(nullptr));
+    {
+        LogCapture log;
+        EXPECT_FALSE(img.setData(nullptr));
+        EXPECT_EQ(log.count("Image::setData(Null) call\n"), 1);
+    }
     EXPECT_EQ(std::memcmp(img.getData(), src, 6), 0);
 
     img.clear(0xAB);
@@ -223,14 +232,18 @@ TEST(ImageTest, OversizedSetFailsAndLeavesImageAlone) {
     Image img = patterned(Image::OSG_RGB_PF, 3, 3);
     Image before = img;
     const int big = std::numeric_limits<std::int32_t>::max();
+    LogCapture log;
     EXPECT_FALSE(img.set(Image::OSG_RGBA_PF, big, big, big, 1, big, 0.0, nullptr,
                          Image::OSG_FLOAT32_IMAGEDATA, true, big));
     EXPECT_EQ(img, before);
+    EXPECT_TRUE(log.contains("is too large"));
+    log.clear();
     // Huge level counts cost nothing: past 1x1 every level is one pixel.
     EXPECT_FALSE(
         img.set(Image::OSG_L_PF, 2, 1, 1, big, 1, 0.0, nullptr, Image::OSG_UINT8_IMAGEDATA, false));
     EXPECT_EQ(img.getMipMapCount(), big);
     EXPECT_EQ(img.getSize(), 2u + (static_cast<std::size_t>(big) - 1)) << "2 + one per level";
+    EXPECT_EQ(log.text(), "") << "allocMem false is no failure worth a message";
 }
 
 TEST(ImageTest, ChannelQueries) {
@@ -451,6 +464,7 @@ TEST(ImageTest, StoreRestoreRoundTripIsExact) {
     for (const Image& img : storeSamples()) {
         SCOPED_TRACE(testing::Message() << "format " << img.getPixelFormat() << " size "
                                         << img.getSize() << " fields " << img.attachmentCount());
+        LogCapture log;
         std::vector<std::uint8_t> buf = storeOf(img);
         EXPECT_EQ(buf.size(), img.storeSize());
 
@@ -463,6 +477,7 @@ TEST(ImageTest, StoreRestoreRoundTripIsExact) {
         EXPECT_EQ(back.getFrameDelay(), img.getFrameDelay());
         EXPECT_TRUE(sameAttachments(back, img));
         EXPECT_EQ(storeOf(back), buf) << "stores again to the same bytes";
+        EXPECT_EQ(log.text(), "") << "success is silent";
 
         // The raw-buffer form writes the same bytes, and only when they fit.
         std::vector<std::uint8_t> raw(buf.size() + 8, 0xEE);
@@ -474,6 +489,8 @@ TEST(ImageTest, StoreRestoreRoundTripIsExact) {
         EXPECT_EQ(img.store("", raw.data(), static_cast<std::int64_t>(buf.size()) - 1), 0u);
         EXPECT_EQ(img.store(nullptr, nullptr, 1 << 20), 0u);
         EXPECT_EQ(img.store("image/png", raw.data(), static_cast<std::int64_t>(raw.size())), 0u);
+        EXPECT_EQ(log.count("Image::store: unsupported mime type image/png\n"), 1);
+        EXPECT_EQ(log.count("Image::store: "), 3);
 
         // Trailing bytes are not part of the image.
         buf.push_back(0x99);
@@ -509,16 +526,22 @@ TEST(ImageTest, RestoreRejectsEveryTruncation) {
     Image source = storeSamples().back();
     std::vector<std::uint8_t> buf = storeOf(source);
     const Image sentinel = patterned(Image::OSG_RGB_PF, 3, 1);
+    LogCapture log;
     for (std::size_t len = 0; len < buf.size(); ++len) {
-        // A fresh copy of exactly len bytes, so a sanitizer sees any read past the end.
-        std::vector<std::uint8_t> cut(buf.begin(), buf.begin() + len);
+        // A fresh block of exactly len bytes (never null), so a sanitizer sees any read past
+        // the end.
+        std::unique_ptr<std::uint8_t[]> cut(new std::uint8_t[len]);
+        std::copy(buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(len), cut.get());
         Image img = sentinel;
-        EXPECT_EQ(img.restore(cut.data(), static_cast<std::int64_t>(len)), 0u) << len;
+        EXPECT_EQ(img.restore(cut.get(), static_cast<std::int64_t>(len)), 0u) << len;
         EXPECT_EQ(img, sentinel);
     }
+    EXPECT_EQ(log.count("Image::restore: "), static_cast<int>(buf.size())) << "one message each";
+    EXPECT_EQ(log.count("Image::restore: buffer of 63 bytes is too short\n"), 1);
     Image img;
     EXPECT_EQ(img.restore(buf.data(), -1), 0u) << "a size is required";
     EXPECT_EQ(img.restore(nullptr, 100), 0u);
+    EXPECT_EQ(log.count("Image::restore: no buffer or unknown buffer size\n"), 2);
 }
 
 TEST(ImageTest, RestoreRejectsTargetedCorruption) {
@@ -534,32 +557,45 @@ TEST(ImageTest, RestoreRejectsTargetedCorruption) {
         const char* name;
         void (*apply)(std::vector<std::uint8_t>&);
         bool fixChecksum;
+        const char* message;
     };
     const Case cases[] = {
-        {"magic", [](std::vector<std::uint8_t>& b) { b[0] = 'X'; }, true},
-        {"newer version", [](std::vector<std::uint8_t>& b) { patchLE(b, 4, 2, 2); }, true},
-        {"reserved bits", [](std::vector<std::uint8_t>& b) { patchLE(b, 6, 1, 2); }, true},
-        {"zero width with pixels", [](std::vector<std::uint8_t>& b) { patchLE(b, 16, 0, 4); },
-         true},
+        {"magic", [](std::vector<std::uint8_t>& b) { b[0] = 'X'; }, true, "not a stored image"},
+        {"newer version", [](std::vector<std::uint8_t>& b) { patchLE(b, 4, 2, 2); }, true,
+         "unsupported version 2"},
+        {"reserved bits", [](std::vector<std::uint8_t>& b) { patchLE(b, 6, 1, 2); }, true,
+         "unknown header flags 0x1"},
+        {"zero width with pixels", [](std::vector<std::uint8_t>& b) { patchLE(b, 16, 0, 4); }, true,
+         "pixel byte count 6 does not match"},
         {"negative height", [](std::vector<std::uint8_t>& b) { patchLE(b, 20, 0xFFFFFFFF, 4); },
-         true},
-        {"zero sides", [](std::vector<std::uint8_t>& b) { patchLE(b, 36, 0, 4); }, true},
+         true, "invalid geometry 2 x -1 x 1"},
+        {"zero sides", [](std::vector<std::uint8_t>& b) { patchLE(b, 36, 0, 4); }, true,
+         "invalid geometry"},
         {"width disagrees with pixel count",
-         [](std::vector<std::uint8_t>& b) { patchLE(b, 16, 3, 4); }, true},
-        {"pixel count too large", [](std::vector<std::uint8_t>& b) { patchLE(b, 52, 7, 8); }, true},
-        {"pixel count huge", [](std::vector<std::uint8_t>& b) { patchLE(b, 52, ~0ull, 8); }, true},
+         [](std::vector<std::uint8_t>& b) { patchLE(b, 16, 3, 4); }, true,
+         "pixel byte count 6 does not match"},
+        {"pixel count too large", [](std::vector<std::uint8_t>& b) { patchLE(b, 52, 7, 8); }, true,
+         "pixel byte count 7 does not match"},
+        {"pixel count huge", [](std::vector<std::uint8_t>& b) { patchLE(b, 52, ~0ull, 8); }, true,
+         "does not match"},
         {"field count huge", [](std::vector<std::uint8_t>& b) { patchLE(b, 48, 0xFFFFFFFF, 4); },
-         true},
-        {"unknown field type", [](std::vector<std::uint8_t>& b) { b[60] = 99; }, true},
+         true, "truncated attachment fields"},
+        {"unknown field type", [](std::vector<std::uint8_t>& b) { b[60] = 99; }, true,
+         "unknown attachment field type 99"},
         {"field name length huge",
-         [](std::vector<std::uint8_t>& b) { patchLE(b, 61, 0x7FFFFFFF, 4); }, true},
+         [](std::vector<std::uint8_t>& b) { patchLE(b, 61, 0x7FFFFFFF, 4); }, true,
+         "truncated attachment fields"},
         {"string value length huge",
-         [](std::vector<std::uint8_t>& b) { patchLE(b, 66, 0xFFFFFFF0, 4); }, true},
-        {"bool value 2", [](std::vector<std::uint8_t>& b) { b[71 + 6] = 2; }, true},
-        {"duplicate field name", [](std::vector<std::uint8_t>& b) { b[71 + 5] = 'k'; }, true},
-        {"checksum", [](std::vector<std::uint8_t>& b) { b.back() ^= 0x10; }, false},
+         [](std::vector<std::uint8_t>& b) { patchLE(b, 66, 0xFFFFFFF0, 4); }, true,
+         "damaged attachment field k\n"},
+        {"bool value 2", [](std::vector<std::uint8_t>& b) { b[71 + 6] = 2; }, true,
+         "damaged attachment field b\n"},
+        {"duplicate field name", [](std::vector<std::uint8_t>& b) { b[71 + 5] = 'k'; }, true,
+         "damaged attachment field k\n"},
+        {"checksum", [](std::vector<std::uint8_t>& b) { b.back() ^= 0x10; }, false,
+         "checksum mismatch"},
         {"pixel byte without checksum fix",
-         [](std::vector<std::uint8_t>& b) { b[b.size() - 5] ^= 1; }, false},
+         [](std::vector<std::uint8_t>& b) { b[b.size() - 5] ^= 1; }, false, "checksum mismatch"},
     };
     ASSERT_EQ(good[firstField], 1);
     ASSERT_EQ(good[secondField], 2);
@@ -570,9 +606,12 @@ TEST(ImageTest, RestoreRejectsTargetedCorruption) {
         c.apply(bad);
         if (c.fixChecksum) fixCrc(bad);
         Image img = sentinel;
+        LogCapture log;
         EXPECT_EQ(img.restore(bad.data(), static_cast<std::int64_t>(bad.size())), 0u);
         EXPECT_EQ(img, sentinel);
         EXPECT_EQ(img.attachmentCount(), 0u);
+        EXPECT_TRUE(log.contains(c.message)) << log.text();
+        EXPECT_EQ(log.count("Image::restore: "), 1);
     }
     // The untouched buffer passes, so each case above fails for its own reason.
     Image img;
@@ -583,6 +622,7 @@ TEST(ImageTest, RestoreSurvivesRandomMutation) {
     std::mt19937 rng(20240611);
     const std::vector<Image> samples = storeSamples();
     int accepted = 0;
+    LogCapture log;  // thousands of expected failure messages
     for (int iter = 0; iter < 3000; ++iter) {
         const Image& source = samples[iter % samples.size()];
         std::vector<std::uint8_t> buf = storeOf(source);
