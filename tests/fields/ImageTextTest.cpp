@@ -1,0 +1,380 @@
+// The image text: reading with Image::set, writing with operator<<, and MFImage's loop over it.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kalvex/fields/FieldClasses.h"
+#include "kalvex/fields/Image.h"
+#include "kalvex/nodes/Node.h"
+#include "kalvex/nodes/NodeType.h"
+#include "platform/osg/Image.h"
+#include "support/LogCapture.h"
+
+using Kalvex::Image;
+namespace osg = Kalvex::osg;
+
+namespace {
+
+std::string written(const Image& image) {
+    std::ostringstream out;
+    out << image;
+    return out.str();
+}
+
+std::vector<std::uint8_t> pixels(const Image& image) {
+    const osg::Image* img = image.getData();
+    return img ? img->getPixel() : std::vector<std::uint8_t>();
+}
+
+// An owner for fields made in a test.
+struct NodeHolder {
+    Kalvex::NodeType type{"ImageTestType", nullptr, 0};
+    Kalvex::Node* node;
+    NodeHolder() : node(new Kalvex::Node(type, "n")) { node->addRef(); }
+    ~NodeHolder() { node->subRef(); }
+};
+
+struct TextCase {
+    const char* text;
+    int width, height;
+    std::uint32_t format;
+    std::vector<std::uint8_t> pixels;
+    const char* rest;     // what is left behind the last number read
+    const char* written;  // null: the input itself
+};
+
+class ImageText : public ::testing::TestWithParam<TextCase> {};
+
+TEST_P(ImageText, ReadsPixelsAndWritesThemBack) {
+    const TextCase& c = GetParam();
+    KalvexTest::LogCapture log;
+    Image image;
+    const char* rest = nullptr;
+    EXPECT_TRUE(image.set(c.text, &rest));
+    ASSERT_NE(image.getData(), nullptr);
+    EXPECT_EQ(image.getData()->getWidth(), c.width);
+    EXPECT_EQ(image.getData()->getHeight(), c.height);
+    EXPECT_EQ(image.getData()->getDepth(), 1);
+    EXPECT_EQ(image.getData()->getPixelFormat(), c.format);
+    EXPECT_EQ(pixels(image), c.pixels);
+    EXPECT_STREQ(rest, c.rest);
+    EXPECT_EQ(written(image), c.written ? c.written : c.text);
+    EXPECT_FALSE(log.contains("Invalid PixelFormat"));
+}
+
+const std::uint32_t L = osg::Image::OSG_L_PF, LA = osg::Image::OSG_LA_PF,
+                    RGB = osg::Image::OSG_RGB_PF, RGBA = osg::Image::OSG_RGBA_PF;
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ImageText,
+    ::testing::Values(
+        // Hex digits come back in lower case.
+        TextCase{"2 1 1 0xFF 0x00", 2, 1, L, {0xff, 0x00}, "", "2 1 1 0xff 0x00"},
+        // Most significant byte first: 0xFF0000 is red.
+        TextCase{"1 1 3 0xFF0000", 1, 1, RGB, {0xff, 0, 0}, "", "1 1 3 0xff0000"},
+        TextCase{
+            "1 2 2 0x1234 0xABCD", 1, 2, LA, {0x12, 0x34, 0xab, 0xcd}, "", "1 2 2 0x1234 0xabcd"},
+        TextCase{"1 1 4 0X01020304", 1, 1, RGBA, {1, 2, 3, 4}, "", "1 1 4 0x01020304"},
+        // Decimal pixels; a leading 0 is decimal, not octal.
+        TextCase{"3 1 1 255 010 7", 3, 1, L, {255, 10, 7}, "", "3 1 1 0xff 0x0a 0x07"},
+        // Only the low bytes of a pixel count.
+        TextCase{"1 1 1 0x1FF", 1, 1, L, {0xff}, "", "1 1 1 0xff"},
+        // 0x is recognised behind a sign; strtoul negates.
+        TextCase{"2 1 1 -0x1 +0x10", 2, 1, L, {0xff, 0x10}, "", "2 1 1 0xff 0x10"},
+        // Every character of the skip set separates.
+        TextCase{"2,\t1\r\n1 ,, 0x0a\n0x0b", 2, 1, L, {0x0a, 0x0b}, "", "2 1 1 0x0a 0x0b"},
+        // A short text keeps the promised size; the rest stays as allocated.
+        TextCase{"2 2 1 0x10", 2, 2, L, {0x10, 0, 0, 0}, "", "2 2 1 0x10 0x00 0x00 0x00"},
+        TextCase{"2 1 3", 2, 1, RGB, {0, 0, 0, 0, 0, 0}, "", "2 1 3 0x000000 0x000000"},
+        // Reading stops at the last pixel, or at the first thing that is no number.
+        TextCase{"1 1 1 0x01 0x02 0x03", 1, 1, L, {1}, " 0x02 0x03", "1 1 1 0x01"},
+        TextCase{"2 1 1 0x01 zz 0x02", 2, 1, L, {1, 0}, " zz 0x02", "2 1 1 0x01 0x00"},
+        TextCase{"2 1 1 0x01;0x02", 2, 1, L, {1, 0}, ";0x02", "2 1 1 0x01 0x00"}));
+
+TEST(ImageTextRead, ComponentCountFiveGivesFormatZeroAndAWriteLogs) {
+    KalvexTest::LogCapture log;
+    Image image;
+    const char* rest = nullptr;
+    EXPECT_TRUE(image.set("1 1 5 0x0102030405 9", &rest));
+    ASSERT_NE(image.getData(), nullptr);
+    EXPECT_EQ(image.getData()->getPixelFormat(), 0u);
+    EXPECT_FALSE(image.getData()->isValid());
+    // The pixel is read past even though it has nowhere to go.
+    EXPECT_STREQ(rest, " 9");
+    EXPECT_FALSE(log.contains("Invalid PixelFormat"));
+    EXPECT_EQ(written(image), "");
+    EXPECT_EQ(log.count("Invalid PixelFormat; can not write SFImage string\n"), 1);
+}
+
+TEST(ImageTextRead, IncompleteHeaderLeavesTheImageAsItWas) {
+    // The text and how much of it is read.
+    const std::vector<std::pair<const char*, std::size_t>> cases = {
+        {"", 0}, {"   ", 0}, {"4", 1}, {" 4 4 ", 4}, {"4 4 x", 3}, {"x 1 1", 0}};
+    for (const auto& [text, used] : cases) {
+        SCOPED_TRACE(text);
+        Image image;
+        ASSERT_TRUE(image.set("1 1 1 0x2a", nullptr));
+        const char* rest = nullptr;
+        EXPECT_TRUE(image.set(text, &rest));
+        EXPECT_EQ(written(image), "1 1 1 0x2a");
+        EXPECT_EQ(rest, text + used);
+    }
+}
+
+TEST(ImageTextRead, NullTextAndNullRest) {
+    Image image;
+    const char* rest = reinterpret_cast<const char*>(1);
+    EXPECT_TRUE(image.set(nullptr, &rest));
+    EXPECT_EQ(rest, nullptr);
+    EXPECT_TRUE(image.set("1 1 1 0x01", nullptr));
+    EXPECT_EQ(pixels(image), std::vector<std::uint8_t>{1});
+}
+
+// A header must not make us allocate what it claims when that is absurd.
+TEST(ImageTextRead, AbsurdHeadersAreRefusedWithoutAllocating) {
+    const std::string huge = std::to_string(~0ul);
+    for (std::string text : {std::string("100000 100000 4 0x01"), std::string("4097 4096 4"),
+                             huge + " " + huge + " 1", huge + " 2 3", std::string("-1 1 1")}) {
+        SCOPED_TRACE(text);
+        KalvexTest::LogCapture log;
+        Image image;
+        ASSERT_TRUE(image.set("1 1 1 0x2a", nullptr));
+        const char* rest = nullptr;
+        EXPECT_FALSE(image.set(text.c_str(), &rest));
+        EXPECT_EQ(rest, text.c_str());
+        EXPECT_TRUE(log.contains("exceeds"));
+        ASSERT_NE(image.getData(), nullptr);
+        EXPECT_FALSE(image.getData()->isValid());
+    }
+}
+
+TEST(ImageTextRead, LargestAllowedImageIsAccepted) {
+    Image image;
+    // 8192 x 8192 luminance is exactly the limit.
+    EXPECT_TRUE(image.set("8192 8192 1 0x7f", nullptr));
+    ASSERT_TRUE(image.getData()->isValid());
+    EXPECT_EQ(image.getData()->getSize(), Image::kMaxTextBytes);
+    EXPECT_EQ(image.getData()->getPixel()[0], 0x7f);
+    EXPECT_FALSE(image.set("8193 8192 1", nullptr));
+}
+
+TEST(ImageTextWrite, EmptyImageHasTheZeroHeader) {
+    KalvexTest::LogCapture log;
+    EXPECT_EQ(written(Image()), "0 0 0");
+    EXPECT_TRUE(log.text().empty());
+    // A fresh platform image has no format, and says so.
+    Image fresh;
+    fresh.createData();
+    EXPECT_EQ(written(fresh), "");
+    EXPECT_TRUE(log.contains("Invalid PixelFormat; can not write SFImage string\n"));
+}
+
+TEST(ImageTextWrite, OnlyTheFirstLayerIsWritten) {
+    Image image;
+    image.createData();
+    std::vector<std::uint8_t> data = {1, 2, 3, 4};
+    image.getData()->set(osg::Image::OSG_L_PF, 2, 1, 2, 1, 1, 0.0, data.data());
+    EXPECT_EQ(written(image), "2 1 1 0x01 0x02");
+}
+
+TEST(ImageTextWrite, StreamStaysHexadecimal) {
+    Image image;
+    ASSERT_TRUE(image.set("1 1 1 0x05", nullptr));
+    std::ostringstream out;
+    out << image << ' ' << 255;
+    EXPECT_EQ(out.str(), "1 1 1 0x05 ff");
+}
+
+// Text written by a fresh stream reads back as the same image, for every format.
+TEST(ImageTextRoundTrip, RandomImages) {
+    std::mt19937 rng(7);
+    for (int i = 0; i < 200; ++i) {
+        const int components = 1 + int(rng() % 4);
+        const int width = 1 + int(rng() % 12), height = 1 + int(rng() % 12);
+        std::vector<std::uint8_t> data(std::size_t(width * height * components));
+        for (auto& b : data) b = std::uint8_t(rng());
+        Image source;
+        source.createData();
+        const std::uint32_t formats[] = {L, LA, RGB, RGBA};
+        source.getData()->set(formats[components - 1], width, height, 1, 1, 1, 0.0, data.data());
+
+        const std::string text = written(source);
+        Image copy;
+        const char* rest = nullptr;
+        ASSERT_TRUE(copy.set(text.c_str(), &rest));
+        EXPECT_EQ(*rest, '\0');
+        EXPECT_TRUE(copy == source) << text;
+        EXPECT_EQ(written(copy), text);
+    }
+}
+
+// --- MFImage ------------------------------------------------------------------------------------
+
+TEST(MFImageText, ReadsImagesUntilTheTextEnds) {
+    NodeHolder owner;
+    Kalvex::MFImage field(*owner.node);
+    field.setValueByStr("1 1 1 0xff 2 1 3 0x010203 0x040506");
+    ASSERT_EQ(field.size(), 2u);
+    EXPECT_EQ(pixels(field.getValue().front()), std::vector<std::uint8_t>{0xff});
+    EXPECT_EQ(pixels(field.getValue().back()), (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6}));
+    std::string out;
+    EXPECT_EQ(field.getStrValue(out), "1 1 1 0xff 2 1 3 0x010203 0x040506");
+}
+
+TEST(MFImageText, HeadersAfterTheFirstImageAreHexadecimal) {
+    NodeHolder owner;
+    Kalvex::MFImage field(*owner.node);
+    std::string text = "1 1 1 0x01 16 1 1 1";
+    for (int i = 1; i < 16; ++i) text += " 0";
+    text += " 12 2 4";
+    field.setValueByStr(text.c_str());
+    ASSERT_EQ(field.size(), 3u);
+    std::string out;
+    field.getStrValue(out);
+    std::string expected = "1 1 1 0x01 10 1 1 0x01";
+    for (int i = 1; i < 16; ++i) expected += " 0x00";
+    expected += " c 2 4";
+    for (int i = 0; i < 24; ++i) expected += " 0x00000000";
+    EXPECT_EQ(out, expected);
+}
+
+TEST(MFImageText, ClearsFirstAndKeepsOnlyCompleteHeaders) {
+    NodeHolder owner;
+    Kalvex::MFImage field(*owner.node);
+    field.setValueByStr("1 1 1 0x01");
+    ASSERT_EQ(field.size(), 1u);
+    for (const char* text : std::vector<const char*>{"", "  \n ", "7 7", nullptr}) {
+        field.setValueByStr("1 1 1 0x01");
+        field.setValueByStr(text);
+        EXPECT_EQ(field.size(), 0u) << (text ? text : "null");
+    }
+    field.setValueByStr("1 1 1 0x01 2 2");
+    EXPECT_EQ(field.size(), 1u);
+    // Text that is no number ends the list.
+    field.setValueByStr("1 1 1 0x01 junk 1 1 1 0x02");
+    EXPECT_EQ(field.size(), 1u);
+    std::string out = "untouched";
+    Kalvex::MFImage empty(*owner.node);
+    EXPECT_EQ(empty.getStrValue(out), "");
+}
+
+TEST(MFImageText, InvalidImageInTheMiddleWritesNothingButItsBlank) {
+    KalvexTest::LogCapture log;
+    NodeHolder owner;
+    Kalvex::MFImage field(*owner.node);
+    field.setValueByStr("1 1 1 0x01 1 1 5 0x02 1 1 1 0x03");
+    ASSERT_EQ(field.size(), 3u);
+    std::string out;
+    field.getStrValue(out);
+    EXPECT_EQ(out, "1 1 1 0x01  1 1 1 0x03");
+    EXPECT_EQ(log.count("Invalid PixelFormat"), 1);
+}
+
+TEST(MFImageText, SingleImageTextsConcatenateIntoTheList) {
+    NodeHolder owner;
+    std::mt19937 rng(11);
+    std::vector<Image> images;
+    std::string joined;
+    for (int i = 0; i < 20; ++i) {
+        const int width = 1 + int(rng() % 20), height = 1 + int(rng() % 3);
+        const int components = 1 + int(rng() % 4);
+        std::string text =
+            std::to_string(width) + " " + std::to_string(height) + " " + std::to_string(components);
+        for (int p = 0; p < width * height; ++p) text += " " + std::to_string(rng() & 0xffffffffu);
+        Image image;
+        ASSERT_TRUE(image.set(text.c_str(), nullptr));
+        images.push_back(image);
+        joined += (i ? ",\n" : "") + text;
+    }
+    Kalvex::MFImage field(*owner.node);
+    field.setValueByStr(joined.c_str());
+    ASSERT_EQ(field.size(), images.size());
+    auto it = field.getValue().begin();
+    for (const Image& image : images) EXPECT_TRUE(*it++ == image);
+}
+
+TEST(MFImageText, AddValueByStrIsRefusedInBothModes) {
+    KalvexTest::LogCapture log;
+    NodeHolder owner;
+    Kalvex::MFImage field(*owner.node);
+    EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalitySingle), nullptr);
+    EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalityMulti), nullptr);
+    EXPECT_EQ(field.size(), 0u);
+    EXPECT_EQ(log.count("Not impl. \n"), 2);
+}
+
+// --- Fuzz ---------------------------------------------------------------------------------------
+
+std::string mutate(std::string text, std::mt19937& rng) {
+    static const char alphabet[] = "0123456789xXaAfF+-, \t\n\r;.z";
+    const int edits = 1 + int(rng() % 4);
+    for (int e = 0; e < edits; ++e) {
+        const std::size_t at = text.empty() ? 0 : rng() % (text.size() + 1);
+        const char c = alphabet[rng() % (sizeof(alphabet) - 1)];
+        switch (rng() % 3) {
+            case 0:
+                text.insert(text.begin() + std::ptrdiff_t(at), c);
+                break;
+            case 1:
+                if (at < text.size()) text.erase(at, 1);
+                break;
+            default:
+                if (at < text.size()) text[at] = c;
+                break;
+        }
+    }
+    return text;
+}
+
+TEST(ImageTextFuzz, MutatedAndRandomTextNeverBreaksTheFields) {
+    KalvexTest::LogCapture log(osg::LOG_FATAL);
+    NodeHolder owner;
+    Kalvex::SFImage single(*owner.node);
+    Kalvex::MFImage multi(*owner.node);
+    const std::vector<std::string> seeds = {"2 1 1 0xFF 0x00",
+                                            "1 1 3 0xFF0000",
+                                            "2 2 4 0x01020304 4 5 6",
+                                            "3 1 2 1 2 3",
+                                            "1 1 1 0x01 2 1 3 0x010203 0x040506",
+                                            "12 3 1",
+                                            "1,1,1,255",
+                                            "0 0 0"};
+    std::mt19937 rng(20240607);
+    int roundTrips = 0;
+    for (int i = 0; i < 20000; ++i) {
+        std::string text;
+        if (i % 10 == 0) {
+            text.resize(rng() % 40);
+            for (char& c : text) c = char(1 + rng() % 255);
+        } else {
+            text = mutate(seeds[rng() % seeds.size()], rng);
+        }
+        single.setValueByStr(text.c_str());
+        multi.setValueByStr(text.c_str());
+        const osg::Image* img = single.getValue().getData();
+        ASSERT_NE(img, nullptr);
+        EXPECT_LE(img->getPixel().size(), Image::kMaxTextBytes) << text;
+        for (const Image& image : multi.getValue()) {
+            ASSERT_NE(image.getData(), nullptr);
+            EXPECT_GT(image.getData()->getWidth(), 0) << text;
+        }
+        std::string out;
+        multi.getStrValue(out);
+        // Whatever a valid single image writes reads back as the same image.
+        single.getStrValue(out);
+        if (!out.empty() && img->isValid()) {
+            Kalvex::SFImage copy(*owner.node);
+            copy.setValueByStr(out.c_str());
+            ASSERT_TRUE(copy.equalValue(single)) << text << " -> " << out;
+            ++roundTrips;
+        }
+    }
+    EXPECT_GT(roundTrips, 1000);
+}
+
+}  // namespace
