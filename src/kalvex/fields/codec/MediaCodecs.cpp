@@ -87,17 +87,17 @@ void SFImageCodec::setBin(F& f, const std::string& data) {
     unsigned short width = 0, height = 0, depth = 0;
     unsigned char components = 0, zero = 0;
     std::vector<std::uint8_t> pixels;
-    bool complete = false;
+    bool header = false, complete = false;
     syntax::fromBin(data, [&](Harnel::ibinstream& in) {
-        in >> width >> height >> depth >> components >> zero;
-        if (!in || formatOfComponents(components) == osg::Image::OSG_INVALID_PF) return;
+        header = bool(in >> width >> height >> depth >> components >> zero);
+        if (!header || formatOfComponents(components) == osg::Image::OSG_INVALID_PF) return;
         // The bytes must be in the string already, so a corrupt header cannot make us allocate.
         const std::size_t count = std::size_t(width) * height * depth * components;
         if (count > data.size()) return;
         pixels.resize(count);
         complete = in.read(pixels.data(), count);
     });
-    if (formatOfComponents(components) == osg::Image::OSG_INVALID_PF) {
+    if (header && formatOfComponents(components) == osg::Image::OSG_INVALID_PF) {
         KFATAL("%s::setValueByBin(): Invalid number of components (%i)\n", f.dataTypeName(),
                int(components));
         return;
