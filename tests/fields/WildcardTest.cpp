@@ -1,0 +1,188 @@
+// The three wildcard classes hold no value; each operation of theirs is checked against the
+// table of what it must do, one row per operation and one column per class.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "kalvex/fields/FieldClasses.h"
+#include "kalvex/nodes/Node.h"
+#include "kalvex/nodes/NodeType.h"
+#include "support/LogCapture.h"
+
+using Kalvex::Field;
+
+namespace {
+
+struct NodeHolder {
+    Kalvex::NodeType type{"WildcardTestType", nullptr, 0};
+    Kalvex::Node* node;
+    NodeHolder() : node(new Kalvex::Node(type, "n")) { node->addRef(); }
+    ~NodeHolder() { node->subRef(); }
+};
+
+enum Wildcard { XF, SF, MF };
+const char* const kNames[] = {"XFAny", "SFAny", "MFAny"};
+const Kalvex::NodePartDataType kNumbers[] = {49, 50, 51};
+
+class WildcardTable : public ::testing::TestWithParam<Wildcard> {
+  protected:
+    void SetUp() override {
+        field.reset(Kalvex::FieldType::create(kNumbers[GetParam()], *owner.node));
+        ASSERT_NE(field, nullptr);
+        ASSERT_STREQ(field->dataTypeName(), name());
+        // A list with elements shows whether an operation touched it.
+        if (GetParam() == MF) field->resize(3);
+        other.setValue(2.5f);
+    }
+    const char* name() const { return kNames[GetParam()]; }
+    std::string msg(const char* tail) const { return std::string(name()) + tail; }
+    unsigned initialSize() const { return GetParam() == MF ? 3u : 1u; }
+
+    NodeHolder owner;
+    std::unique_ptr<Field> field;
+    Kalvex::SFFloat other{*owner.node};
+};
+
+TEST_P(WildcardTable, SetValueByStrDoesNothing) {
+    KalvexTest::LogCapture log;
+    field->setValueByStr("1 2 3");
+    field->setValueByStr(nullptr);
+    EXPECT_EQ(field->size(), initialSize());
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_P(WildcardTable, AddValueByStrReturnsNull) {
+    KalvexTest::LogCapture log;
+    EXPECT_EQ(field->addValueByStr("1 2", Field::CardinalityMulti), nullptr);
+    EXPECT_EQ(field->addValueByStr("1", Field::CardinalitySingle), nullptr);
+    EXPECT_EQ(field->size(), initialSize());
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_P(WildcardTable, SetValueByFieldAcceptsAnythingAndStoresNothing) {
+    KalvexTest::LogCapture log;
+    Kalvex::MFString strings(*owner.node);
+    strings.setValueByStr("\"a\" \"b\"");
+    EXPECT_TRUE(field->setValueByField(other, nullptr));
+    EXPECT_TRUE(field->setValueByField(strings, nullptr));
+    EXPECT_TRUE(field->setValueByField(*field, nullptr));
+    EXPECT_EQ(field->size(), initialSize());
+    if (GetParam() == SF) {
+        EXPECT_EQ(static_cast<Kalvex::SFAny&>(*field).getValue(), nullptr);
+    }
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_P(WildcardTable, RawFormsAreSilentZeros) {
+    KalvexTest::LogCapture log;
+    unsigned char buffer[4] = {1, 2, 3, 4};
+    field->setValueByBin(buffer, sizeof buffer);
+    EXPECT_EQ(field->getBinSize(), 0u);
+    EXPECT_EQ(field->getBinValue(buffer), 0u);
+    EXPECT_EQ(buffer[0], 1);
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_P(WildcardTable, GetStrValueIsEmpty) {
+    std::string out = "previous";
+    EXPECT_EQ(field->getStrValue(out), "");
+    EXPECT_EQ(out, "");
+}
+
+TEST_P(WildcardTable, SetValueByBinStringIsNotImplemented) {
+    KalvexTest::LogCapture log;
+    field->setValueByBin(std::string("\x01\x02", 2));
+    EXPECT_EQ(log.count(msg("::setValueByBin() is not imp\n")), 1);
+    EXPECT_EQ(field->size(), initialSize());
+}
+
+TEST_P(WildcardTable, Set1ValueByBin) {
+    KalvexTest::LogCapture log;
+    field->set1ValueByBin(0, std::string("\x01", 1));
+    // SFAny goes the SField way: the element form is the whole-value form.
+    const char* expected =
+        GetParam() == SF ? "::setValueByBin() is not imp\n" : "::set1ValueByBin() is not imp\n";
+    EXPECT_EQ(log.count(msg(expected)), 1);
+    // Only XFAny marks itself changed; without a description that is all it can report.
+    EXPECT_EQ(log.count("Field without desc in XField::markChanged()\n"), GetParam() == XF ? 1 : 0);
+}
+
+TEST_P(WildcardTable, GetBinValueIsNotImplemented) {
+    KalvexTest::LogCapture log;
+    const int whole = -1;
+    EXPECT_EQ(field->getBinValue(whole), "");
+    EXPECT_EQ(log.count(msg("::getBinValue() is not imp\n")), 1);
+}
+
+TEST_P(WildcardTable, Get1ValueAsBin) {
+    KalvexTest::LogCapture log;
+    EXPECT_EQ(field->get1ValueAsBin(0), "");
+    const char* expected =
+        GetParam() == SF ? "::getBinValue() is not imp\n" : "::get1ValueByBin() is not imp\n";
+    EXPECT_EQ(log.count(msg(expected)), 1);
+}
+
+TEST_P(WildcardTable, CardinalitySizeEmpty) {
+    if (GetParam() == MF) {
+        EXPECT_EQ(field->cardinality(), Field::CardinalityMulti);
+        EXPECT_EQ(field->size(), 3u);
+        EXPECT_FALSE(field->empty());
+        field->clear();
+        EXPECT_EQ(field->size(), 0u);
+        EXPECT_TRUE(field->empty());
+    } else {
+        // Container calls change nothing on the single wildcards.
+        for (int step = 0; step < 2; ++step) {
+            EXPECT_EQ(field->cardinality(), Field::CardinalitySingle);
+            EXPECT_EQ(field->size(), 1u);
+            EXPECT_FALSE(field->empty());
+            field->resize(5);
+            field->reserve(9);
+            field->clear();
+            field->free();
+        }
+    }
+}
+
+TEST_P(WildcardTable, EqualValue) {
+    std::unique_ptr<Field> twin(Kalvex::FieldType::create(kNumbers[GetParam()], *owner.node));
+    if (GetParam() == MF) twin->resize(3);
+    KalvexTest::LogCapture log;
+    EXPECT_TRUE(field->equalValue(*twin));
+    if (GetParam() == XF) {
+        // XFAny equals anything.
+        EXPECT_TRUE(field->equalValue(other));
+        EXPECT_EQ(log.text(), "");
+        return;
+    }
+    // The others compare as their template does.
+    EXPECT_FALSE(field->equalValue(other));
+    EXPECT_EQ(log.count("Type mismatch in XField::opperator==\n"), 1);
+    if (GetParam() == MF) {
+        twin->resize(2);
+        EXPECT_FALSE(field->equalValue(*twin));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllThree, WildcardTable, ::testing::Values(XF, SF, MF),
+                         [](const auto& info) { return std::string(kNames[info.param]); });
+
+TEST(WildcardRegistry, NumbersNamesAndCardinality) {
+    for (Wildcard w : {XF, SF, MF}) {
+        Kalvex::FieldType* type = Kalvex::FieldType::findType(kNumbers[w]);
+        ASSERT_NE(type, nullptr);
+        EXPECT_EQ(Kalvex::FieldType::findType(kNames[w]), type);
+        EXPECT_EQ(Kalvex::FieldType::dataType(kNames[w]), kNumbers[w]);
+        EXPECT_EQ(Kalvex::FieldType::isMultiField(kNumbers[w]), w == MF);
+    }
+    // Both single wildcards claim base type 0; one of them stands there.
+    Kalvex::FieldType* single = Kalvex::FieldType::findType(Kalvex::AnyBase, true);
+    ASSERT_NE(single, nullptr);
+    EXPECT_TRUE(single == Kalvex::FieldType::findType(49) ||
+                single == Kalvex::FieldType::findType(50));
+    EXPECT_EQ(Kalvex::FieldType::findType(Kalvex::AnyBase, false), Kalvex::FieldType::findType(51));
+}
+
+}  // namespace
