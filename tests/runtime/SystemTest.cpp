@@ -1,0 +1,387 @@
+// The process singleton: start and stop, its three subjects, the context bag and the frame loop
+// helper. The System lives for the whole program, so every test leaves it stopped.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kalvex/nodes/Node.h"
+#include "kalvex/nodes/NodeType.h"
+#include "kalvex/object/Observer.h"
+#include "kalvex/runtime/Context.h"
+#include "kalvex/runtime/System.h"
+#include "support/LogCapture.h"
+
+namespace {
+
+using namespace Kalvex;
+
+// Journals the subject name, the objects and what the system looks like at that moment.
+class SystemWatcher : public Observer {
+  public:
+    SystemWatcher(Subject& subject, std::vector<std::string>& journal)
+        : Observer(subject, subject.getName().c_str()), _journal(journal) {}
+    void notify(const TimeStamp& time, BaseObject* a, BaseObject* b, BaseObject* c) override {
+        _journal.push_back(getName());
+        times.push_back(time);
+        firstObjects.push_back(a);
+        nullRest = nullRest && b == nullptr && c == nullptr;
+        bagSizes.push_back(int(System::the().contextBag().size()));
+        objCount = BaseObject::_objCount;
+        if (hook) hook();
+    }
+    std::vector<TimeStamp> times;
+    std::vector<BaseObject*> firstObjects;
+    std::vector<int> bagSizes;
+    bool nullRest = true;
+    int objCount = 0;
+    std::function<void()> hook;
+
+  private:
+    std::vector<std::string>& _journal;
+};
+
+class TrackedContext : public Context {
+  public:
+    explicit TrackedContext(bool* destroyed, const std::string& name = "") : _destroyed(destroyed) {
+        setName(name);
+    }
+    ~TrackedContext() override {
+        if (_destroyed) *_destroyed = true;
+    }
+
+  private:
+    bool* _destroyed;
+};
+
+class SystemTest : public ::testing::Test {
+  protected:
+    void TearDown() override {
+        KalvexTest::LogCapture quiet;
+        if (System::the().isInitialized()) System::the().exit();
+        EXPECT_TRUE(System::the().contextBag().empty());
+    }
+    void start(int flags = 0) {
+        KalvexTest::LogCapture quiet;
+        System::the().init(0, nullptr, flags);
+    }
+};
+
+TEST_F(SystemTest, ExitWithoutInitWarnsAndFiresNothing) {
+    std::vector<std::string> journal;
+    SystemWatcher init(*System::initSystemSubject(), journal);
+    SystemWatcher exit(*System::exitSystemSubject(), journal);
+    SystemWatcher shut(*System::shutdownSystemSubject(), journal);
+    KalvexTest::LogCapture log;
+    ASSERT_FALSE(System::the().isInitialized());
+    System::the().exit();
+    System::the().exit();
+    EXPECT_EQ(log.count("Run System::exit() and System is not initialized\n"), 2);
+    EXPECT_TRUE(journal.empty());
+}
+
+TEST_F(SystemTest, SubjectsFireInOrderWithTheSystemFirst) {
+    std::vector<std::string> journal;
+    SystemWatcher init(*System::initSystemSubject(), journal);
+    SystemWatcher exit(*System::exitSystemSubject(), journal);
+    SystemWatcher shut(*System::shutdownSystemSubject(), journal);
+    EXPECT_EQ(System::initSystemSubject()->getName(), "initSystem");
+    EXPECT_EQ(System::exitSystemSubject(), System::exitSystemSubject());
+    start();
+    EXPECT_EQ(journal, std::vector<std::string>{"initSystem"});
+    {
+        KalvexTest::LogCapture quiet;
+        System::the().exit();
+    }
+    EXPECT_EQ(journal, (std::vector<std::string>{"initSystem", "exitSystem", "shutdownSystem"}));
+    for (SystemWatcher* w : {&init, &exit, &shut}) {
+        ASSERT_EQ(w->firstObjects.size(), 1u) << w->getName();
+        EXPECT_EQ(w->firstObjects[0], &System::the());
+        EXPECT_EQ(w->times[0], 0.0);
+        EXPECT_TRUE(w->nullRest);
+    }
+}
+
+TEST_F(SystemTest, InitTwiceWarnsAndKeepsFlagsAndHeader) {
+    KalvexTest::LogCapture log;
+    System::the().init(0, nullptr, System::SysColorLog);
+    EXPECT_TRUE(System::the().isInitialized());
+    EXPECT_EQ(System::the().flags(), System::SysColorLog);
+    EXPECT_EQ(System::the().logHeader(), 0x600a);
+    EXPECT_EQ(osg::osgLog().getHeaderElem(), 0x600au);
+    System::the().init(0, nullptr, System::SysLogHeaderExtra | System::SysCLocale);
+    EXPECT_EQ(log.count("Run System::init() and System is already initialized\n"), 1);
+    EXPECT_EQ(System::the().flags(), System::SysColorLog);
+    EXPECT_EQ(System::the().logHeader(), 0x600a);
+    EXPECT_EQ(osg::osgLog().getHeaderElem(), 0x600au);
+    EXPECT_EQ(log.count("Init: "), 1);
+}
+
+TEST_F(SystemTest, HeaderMaskFollowsTheLogFlags) {
+    const struct {
+        int flags;
+        int header;
+    } cases[] = {{0, 0x400a},
+                 {System::SysColorLog, 0x600a},
+                 {System::SysLogHeaderExtra, 0x500a},
+                 {System::SysColorLog | System::SysLogHeaderExtra, 0x700a},
+                 {0x1 | 0x400, 0x400a}};  // host bits change nothing here
+    for (const auto& c : cases) {
+        KalvexTest::LogCapture log;
+        System::the().init(0, nullptr, c.flags);
+        EXPECT_EQ(System::the().logHeader(), c.header) << c.flags;
+        EXPECT_EQ(int(osg::osgLog().getHeaderElem()), c.header) << c.flags;
+        EXPECT_EQ(System::the().flags(), int64_t(c.flags));
+        System::the().exit();
+    }
+}
+
+TEST_F(SystemTest, InitWritesTheStartLineAtAnyLevel) {
+    KalvexTest::LogCapture log{osg::LOG_FATAL};
+    System::the().init(0, nullptr, 0);
+    std::string line = "Init: 0/" + std::to_string(NodeType::typeCount()) +
+                       ", V2.6.0 build: R-28726 Sep 30 2015\n";
+    EXPECT_TRUE(log.contains(line)) << log.text();
+    EXPECT_EQ(System::the().versionLine(), "V2.6.0 build: R-28726 Sep 30 2015");
+    EXPECT_EQ(System::the().name(), "Kalvex");
+    EXPECT_FALSE(log.contains("Incomplete DocStatus"));
+}
+
+TEST_F(SystemTest, ExitWithContextsShowsThemToExitObserversOnly) {
+    std::vector<std::string> journal;
+    SystemWatcher exit(*System::exitSystemSubject(), journal);
+    SystemWatcher shut(*System::shutdownSystemSubject(), journal);
+    start();
+    bool firstDead = false, secondDead = false;
+    auto* first = new TrackedContext(&firstDead, "first");
+    auto* second = new TrackedContext(&secondDead, "second");
+    SmartPtr<Context> keepSecond(second);
+    ASSERT_TRUE(System::the().addContext(*first));
+    ASSERT_TRUE(System::the().addContext(*second));
+    Context* seenByExit = nullptr;
+    exit.hook = [&] { seenByExit = System::the().findContext("first"); };
+    {
+        KalvexTest::LogCapture quiet;
+        System::the().exit();
+    }
+    EXPECT_EQ(exit.bagSizes, std::vector<int>{2});
+    EXPECT_EQ(seenByExit, first);
+    EXPECT_EQ(shut.bagSizes, std::vector<int>{0});
+    EXPECT_TRUE(firstDead);  // nobody else held it
+    EXPECT_FALSE(secondDead);
+    EXPECT_EQ(second->refCount(), 1);
+}
+
+TEST_F(SystemTest, ExitReportsNodesAndObjectsLeft) {
+    std::vector<std::string> journal;
+    SystemWatcher shut(*System::shutdownSystemSubject(), journal);
+    start();
+    NodeType type("LeftOver", nullptr, 0);
+    Node* node = new Node(type, "left");
+    node->addRef();
+    const unsigned nodes = Node::idMapSize();
+    KalvexTest::LogCapture log;
+    System::the().exit();
+    std::string expected = "Kalvex::exitSystem() call and node/obj left: " + std::to_string(nodes) +
+                           "/" + std::to_string(shut.objCount) + "\n";
+    EXPECT_TRUE(log.contains("WARNING\tKalvex\t" + expected)) << log.text();
+    node->subRef();
+}
+
+TEST_F(SystemTest, ShutdownAndAtExitHandlerStopARunningSystem) {
+    start();
+    {
+        KalvexTest::LogCapture log{osg::LOG_FATAL};
+        System::the().shutdown();
+        EXPECT_TRUE(log.contains("Run System::shutdown\n"));
+        EXPECT_FALSE(System::the().isInitialized());
+        System::the().shutdown();  // stopped already: no second exit warning
+        EXPECT_FALSE(log.contains("not initialized"));
+    }
+    start();
+    {
+        KalvexTest::LogCapture log{osg::LOG_INFO};
+        System::atExitHandler();
+        EXPECT_TRUE(log.contains("Run System::atExitHandler\n"));
+        EXPECT_FALSE(System::the().isInitialized());
+        System::atExitHandler();  // after an explicit stop: harmless
+        EXPECT_FALSE(log.contains("not initialized"));
+    }
+    start();
+    {
+        KalvexTest::LogCapture log{osg::LOG_NOTICE};
+        System::atExitHandler();
+        EXPECT_FALSE(log.contains("atExitHandler"));
+        EXPECT_FALSE(System::the().isInitialized());
+    }
+}
+
+TEST_F(SystemTest, SigIntHandlerStopsAndEndsTheProcess) {
+    EXPECT_EXIT(
+        {
+            KalvexTest::LogCapture quiet;
+            System::the().init(0, nullptr, 0);
+            System::sigIntHandler(2);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(SystemTest, EmptyBagWarnsOnEveryCall) {
+    KalvexTest::LogCapture log;
+    EXPECT_EQ(System::runContextBag(), -1.0);
+    EXPECT_EQ(System::runContextBag(), -1.0);
+    EXPECT_EQ(log.count("Run system without context\n"), 2);
+    EXPECT_TRUE(System::the().setRootState(0.0, Live));
+}
+
+TEST_F(SystemTest, EmptyBagEndsTheProcessWhenAskedTo) {
+    EXPECT_EXIT(
+        {
+            KalvexTest::LogCapture quiet;
+            System::the().init(0, nullptr, System::SysExitWithoutContext);
+            System::runContextBag();
+            std::exit(3);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(SystemTest, DisposedContextsAreReleasedOnceAndThenSkipped) {
+    start();
+    bool aDead = false, bDead = false;
+    auto* a = new TrackedContext(&aDead, "a");
+    auto* b = new TrackedContext(&bDead, "b");
+    System::the().addContext(*a);
+    System::the().addContext(*b);
+    a->exit();
+    b->exit();
+    KalvexTest::LogCapture log;
+    EXPECT_EQ(System::runContextBag(), -1.0);
+    EXPECT_EQ(log.count("Subref DISPOSED Context\n"), 2);
+    EXPECT_EQ(log.count("Run system without context\n"), 1);
+    EXPECT_TRUE(aDead);
+    EXPECT_TRUE(bDead);
+    EXPECT_EQ(System::the().contextBag().size(), 2u);  // the entries stay, empty
+
+    log.clear();
+    EXPECT_EQ(System::runContextBag(), -1.0);
+    EXPECT_FALSE(log.contains("Subref DISPOSED"));
+    EXPECT_EQ(log.count("Run system without context\n"), 1);
+    EXPECT_EQ(System::the().findContext("a"), nullptr);
+
+    // A live context added later runs past the empty entries.
+    bool cDead = false;
+    auto* c = new TrackedContext(&cDead, "a");
+    System::the().addContext(*c);
+    EXPECT_EQ(System::runContextBag(), 0.0);
+    EXPECT_EQ(System::the().findContext("a"), c);
+}
+
+struct WaitCase {
+    const char* name;
+    std::vector<double> frameRates;
+    double expected;
+};
+
+class FrameWait : public SystemTest, public ::testing::WithParamInterface<WaitCase> {};
+
+TEST_P(FrameWait, SmallestWaitOfAllContextsCappedAt1000) {
+    const WaitCase& wc = GetParam();
+    start();
+    std::vector<Context*> contexts;
+    std::vector<int> frames(wc.frameRates.size(), 0);
+    std::vector<std::unique_ptr<Observer>> counters;
+    for (size_t i = 0; i < wc.frameRates.size(); ++i) {
+        Context* c = new Context;
+        c->setFrameRate(wc.frameRates[i]);
+        System::the().addContext(*c);
+        auto counter = std::make_unique<Observer>(*c->runFrameSubject(), "frames");
+        counter->addCallback(
+            [](const TimeStamp&, Observer*, BaseObject*, BaseObject*, BaseObject*,
+               const void* user) { ++*static_cast<int*>(const_cast<void*>(user)); },
+            &frames[i]);
+        counters.push_back(std::move(counter));
+        contexts.push_back(c);
+    }
+    EXPECT_DOUBLE_EQ(System::runContextBag(), wc.expected);
+    for (size_t i = 0; i < frames.size(); ++i) EXPECT_EQ(frames[i], 1) << i;
+    for (Context* c : contexts) EXPECT_EQ(c->getState(), Live);
+    counters.clear();
+}
+
+INSTANTIATE_TEST_SUITE_P(SystemTest, FrameWait,
+                         ::testing::Values(WaitCase{"single", {25.0}, 0.04},
+                                           WaitCase{"fastestWins", {4.0, 10.0, 2.0}, 0.1},
+                                           WaitCase{"noRateMeansNoWait", {10.0, 0.0}, 0.0},
+                                           WaitCase{"slowIsCapped", {0.0005}, 1000.0},
+                                           WaitCase{"cappedAndFast", {0.0001, 0.5}, 2.0}),
+                         [](const ::testing::TestParamInfo<WaitCase>& info) {
+                             return info.param.name;
+                         });
+
+TEST_F(SystemTest, AddContextRefusesTheSameContextTwice) {
+    start();
+    SmartPtr<Context> a(new Context);
+    SmartPtr<Context> twin(new Context);
+    a->setName("same");
+    twin->setName("same");
+    KalvexTest::LogCapture log;
+    EXPECT_TRUE(System::the().addContext(*a));
+    EXPECT_EQ(a->refCount(), 2);
+    EXPECT_FALSE(System::the().addContext(*a));
+    EXPECT_EQ(log.count("Cannot register context a second time in System\n"), 1);
+    EXPECT_EQ(a->refCount(), 2);
+    EXPECT_EQ(System::the().contextBag().size(), 1u);
+    EXPECT_TRUE(System::the().addContext(*twin));  // identity, not name
+    EXPECT_EQ(System::the().contextBag().size(), 2u);
+}
+
+TEST_F(SystemTest, RemoveContextHandsBackTheBagsReference) {
+    start();
+    bool dead = false;
+    auto* c = new TrackedContext(&dead, "c");
+    System::the().addContext(*c);
+    KalvexTest::LogCapture log;
+    {
+        SmartPtr<Context> removed = System::the().removeContext(*c);
+        EXPECT_EQ(removed.get(), c);
+        EXPECT_EQ(c->refCount(), 1);
+        EXPECT_TRUE(System::the().contextBag().empty());
+        EXPECT_FALSE(dead);
+        SmartPtr<Context> again = System::the().removeContext(*c);
+        EXPECT_EQ(again.get(), nullptr);
+    }
+    EXPECT_TRUE(dead);  // the caller let go of the last reference
+    EXPECT_TRUE(log.text().empty()) << log.text();
+}
+
+TEST_F(SystemTest, FindContextByExactNameFromTheFront) {
+    start();
+    SmartPtr<Context> older(new Context), newer(new Context), other(new Context);
+    older->setName("Main");
+    newer->setName("Main");
+    other->setName("main");
+    System::the().addContext(*older);
+    System::the().addContext(*other);
+    System::the().addContext(*newer);
+    EXPECT_EQ(System::the().findContext("Main"), newer.get());  // added last, so in front
+    EXPECT_EQ(System::the().findContext("main"), other.get());
+    EXPECT_EQ(System::the().findContext("MAIN"), nullptr);
+    EXPECT_EQ(System::the().findContext("Main "), nullptr);
+    EXPECT_EQ(System::the().findContext(""), nullptr);
+    EXPECT_TRUE(System::the().setRootState(0.0, Live));
+}
+
+TEST_F(SystemTest, AspectsAndDump) {
+    EXPECT_EQ(System::the().allocAspect(), 0);
+    EXPECT_EQ(System::the().releaseAspect(3), 0);
+    start();
+    ::testing::internal::CaptureStderr();
+    System::the().dump();
+    std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.rfind("Kalvex: V2.6.0 build: R-28726 Sep 30 2015\n", 0), 0u) << err;
+}
+
+}  // namespace
