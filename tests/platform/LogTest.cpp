@@ -184,13 +184,6 @@ TEST(Log, StreamFormWritesHeaderAndText) {
     EXPECT_EQ(log.text(), "WARNING\tKalvex\tstreamed 7\nINFO\tKalvex\tunchecked\n");
 }
 
-TEST(Log, LevelNames) {
-    const char* names[] = {"LOG", "FATAL", "WARNING", "NOTICE", "INFO", "DEBUG"};
-    for (int i = 0; i <= 5; ++i) EXPECT_STREQ(osg::Log::levelName(i), names[i]);
-    EXPECT_STREQ(osg::Log::levelName(6), "UNKNOWN");
-    EXPECT_STREQ(osg::Log::levelName(-1), "UNKNOWN");
-}
-
 // Child side: prints how the global log came up from the environment. Only active in a child
 // run started by LogEnvironment below (disabled in normal runs).
 TEST(LogEnvProbe, DISABLED_Report) {

@@ -374,9 +374,7 @@ TEST_F(SystemTest, FindContextByExactNameFromTheFront) {
     EXPECT_TRUE(System::the().setRootState(0.0, Live));
 }
 
-TEST_F(SystemTest, AspectsAndDump) {
-    EXPECT_EQ(System::the().allocAspect(), 0);
-    EXPECT_EQ(System::the().releaseAspect(3), 0);
+TEST_F(SystemTest, DumpWritesNameAndVersionLine) {
     start();
     ::testing::internal::CaptureStderr();
     System::the().dump();
