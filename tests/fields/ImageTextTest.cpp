@@ -91,6 +91,8 @@ INSTANTIATE_TEST_SUITE_P(
         // A short text keeps the promised size; the rest stays as allocated.
         TextCase{"2 2 1 0x10", 2, 2, L, {0x10, 0, 0, 0}, "", "2 2 1 0x10 0x00 0x00 0x00"},
         TextCase{"2 1 3", 2, 1, RGB, {0, 0, 0, 0, 0, 0}, "", "2 1 3 0x000000 0x000000"},
+        // The platform image makes a size of 0 into 1; the text's 0 pixels are read.
+        TextCase{"0 2 1 0x05", 1, 2, L, {0, 0}, " 0x05", "1 2 1 0x00 0x00"},
         // Reading stops at the last pixel, or at the first thing that is no number.
         TextCase{"1 1 1 0x01 0x02 0x03", 1, 1, L, {1}, " 0x02 0x03", "1 1 1 0x01"},
         TextCase{"2 1 1 0x01 zz 0x02", 2, 1, L, {1, 0}, " zz 0x02", "2 1 1 0x01 0x00"},
@@ -139,7 +141,8 @@ TEST(ImageTextRead, NullTextAndNullRest) {
 TEST(ImageTextRead, AbsurdHeadersAreRefusedWithoutAllocating) {
     const std::string huge = std::to_string(~0ul);
     for (std::string text : {std::string("100000 100000 4 0x01"), std::string("4097 4096 4"),
-                             huge + " " + huge + " 1", huge + " 2 3", std::string("-1 1 1")}) {
+                             huge + " " + huge + " 1", huge + " 2 3", std::string("-1 1 1"),
+                             std::string("0 2147483647 1"), std::string("20000000 0 4")}) {
         SCOPED_TRACE(text);
         KalvexTest::LogCapture log;
         Image image;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -118,6 +119,8 @@ TEST_F(SFImageBinary, BadDataLeavesTheValueAlone) {
         {binHeader(2, 1, 1, 1) + "\x01", "data too short"},
         // A header that announces 1 TB must not make us allocate it.
         {binHeader(65535, 65535, 65535, 4) + "\x01\x02", "data too short"},
+        // Sizes of 0 count as 1, as the platform image makes them.
+        {binHeader(0, 65535, 512, 1) + "\x01", "data too short"},
         {std::string("\x01\x00\x01", 3), "data too short"},
         {std::string(), "data too short"},
     };
@@ -178,6 +181,44 @@ TEST_F(SFImageBinary, RawSizeAndValueAreNotImplemented) {
     EXPECT_EQ(field.getBinValue(buffer), 0u);
     EXPECT_TRUE(log.contains("getBinSize not Impl\n"));
     EXPECT_TRUE(log.contains("getBinValue not Impl\n"));
+}
+
+// Mutated binary strings: whatever is accepted must stay within the bytes given and write back
+// as a string that reads to the same image.
+TEST_F(SFImageBinary, FuzzedStringsKeepTheValueConsistent) {
+    KalvexTest::LogCapture log(osg::LOG_FATAL);
+    field.setValueByStr("3 2 3 0x010203 0x040506 0x070809 0x0a0b0c 0x0d0e0f 0x101112");
+    const std::string valid = field.getBinValue(-1);
+    std::mt19937 rng(99);
+    int accepted = 0;
+    for (int i = 0; i < 3000; ++i) {
+        std::string data = valid;
+        const int edits = 1 + int(rng() % 3);
+        for (int e = 0; e < edits; ++e) {
+            const std::size_t at = rng() % data.size();
+            switch (rng() % 3) {
+                case 0:
+                    data[at] = char(rng());
+                    break;
+                case 1:
+                    data.resize(at);
+                    break;
+                default:
+                    data.insert(at, 1, char(rng()));
+                    break;
+            }
+            if (data.empty()) data = valid;
+        }
+        const std::string before = field.getBinValue(-1);
+        field.setValueByBin(data);
+        const std::string after = field.getBinValue(-1);
+        ASSERT_LE(after.size(), std::max(before.size(), data.size())) << i;
+        if (after == before) continue;
+        ++accepted;
+        copy.setValueByBin(after);
+        ASSERT_TRUE(copy.equalValue(field)) << i;
+    }
+    EXPECT_GT(accepted, 100);
 }
 
 TEST(MFImageBinary, HasNoBinaryForm) {

@@ -1,5 +1,6 @@
 #include "kalvex/fields/Image.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -97,11 +98,15 @@ bool Image::set(const char* text, const char** rest) {
     const std::uint32_t format = formatOfComponents(components);
     const unsigned long long pixelBytes = format == osg::Image::OSG_INVALID_PF ? 1 : components;
 
-    // Checked: a header of huge numbers must neither wrap around nor allocate.
-    unsigned long long pixelCount = 0, blockBytes = 0;
-    if (__builtin_mul_overflow((unsigned long long)width, (unsigned long long)height,
+    // Checked: a header of huge numbers must neither wrap around nor allocate. The platform
+    // image makes a size of 0 into 1, so that is what the block will be.
+    unsigned long long pixelCount = 0, allocCount = 0, blockBytes = 0;
+    const bool tooLarge =
+        __builtin_mul_overflow((unsigned long long)width, (unsigned long long)height,
                                &pixelCount) ||
-        __builtin_mul_overflow(pixelCount, pixelBytes, &blockBytes) || blockBytes > kMaxTextBytes) {
+        __builtin_mul_overflow(std::max(width, 1ul), std::max(height, 1ul), &allocCount) ||
+        __builtin_mul_overflow(allocCount, pixelBytes, &blockBytes) || blockBytes > kMaxTextBytes;
+    if (tooLarge) {
         KFATAL("Image::set(): image of %lu x %lu x %lu exceeds %llu bytes; image dropped\n", width,
                height, components, kMaxTextBytes);
         *_image = osg::Image();

@@ -1,5 +1,6 @@
 #include "kalvex/fields/codec/MediaCodecs.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <sstream>
@@ -92,7 +93,10 @@ void SFImageCodec::setBin(F& f, const std::string& data) {
         header = bool(in >> width >> height >> depth >> components >> zero);
         if (!header || formatOfComponents(components) == osg::Image::OSG_INVALID_PF) return;
         // The bytes must be in the string already, so a corrupt header cannot make us allocate.
-        const std::size_t count = std::size_t(width) * height * depth * components;
+        // A size of 0 becomes 1 in the platform image, so it counts as 1 here.
+        const std::size_t count = std::size_t(std::max<unsigned short>(width, 1)) *
+                                  std::max<unsigned short>(height, 1) *
+                                  std::max<unsigned short>(depth, 1) * components;
         if (count > data.size()) return;
         pixels.resize(count);
         complete = in.read(pixels.data(), count);
