@@ -33,9 +33,10 @@ class Image {
     // exceeds kMaxTextBytes: that is logged, the image is emptied and nothing is consumed.
     bool set(const char* text, const char** rest);
 
-    // Largest pixel block the text form may ask for (64 MiB: 4096 x 4096 RGBA). Scene text that
-    // big would be some 700 MB, so anything larger is a corrupt or hostile header, and we must
-    // not allocate it just because a header says so.
+    // Largest pixel block the text form may ask for (64 MiB: 4096 x 4096 RGBA), counted as
+    // width x height x components with a size of 0 as 1 and an unknown component count as 1.
+    // Scene text that big would be some 700 MB, so anything larger is a corrupt or hostile
+    // header, and we must not allocate it just because a header says so.
     static constexpr unsigned long long kMaxTextBytes = 64ull << 20;
 
   private:
