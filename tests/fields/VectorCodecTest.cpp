@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iomanip>
+#include <limits>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -190,6 +193,41 @@ INSTANTIATE_TEST_SUITE_P(
         RoundTrip{MFRotationType, "0 1 0 1.5 1 0 0 0.25"},
         RoundTrip{MFMatrix3fType, "1 2 3 4 5 6 7 8 9"},
         RoundTrip{MFMatrix4dType, "1 0 0 0 0 1 0 0 0 0 1 0 5 6 7 1"}, RoundTrip{MFVec3fType, ""}));
+
+// The vector lists print what the vector stream operator prints under fixed precision 6
+// (float) or 12 (double), element after element with ", " between.
+template <class V>
+void expectStreamForm(int type, int precision, std::mt19937& rng) {
+    Owner owner;
+    auto field = owner.make(type);
+    auto& values = static_cast<MVField<V, false>&>(*field).editValue();
+    std::uniform_real_distribution<double> mantissa(-10, 10);
+    const double specials[] = {0.0, -0.0, 1e-7, -5e-13, 1e30, 3.4e38, 1e300, 0.5e-6, 2.5e-12};
+    for (int i = 0; i < 300; ++i) {
+        V v;
+        for (int c = 0; c < V::_iSize; ++c) {
+            double x = rng() % 4 ? mantissa(rng) * std::pow(10.0, int(rng() % 13) - 6)
+                                 : specials[rng() % 9];
+            v[c] = typename V::ValueType(x);
+        }
+        values.push_back(v);
+    }
+    values.push_back(V(std::numeric_limits<typename V::ValueType>::infinity()));
+    std::ostringstream expected;
+    expected << std::fixed << std::setprecision(precision);
+    for (size_t i = 0; i < values.size(); ++i) expected << (i ? ", " : "") << values[i];
+    EXPECT_EQ(textOf(*field), expected.str()) << FieldType::dataTypeName(type);
+}
+
+TEST(VectorText, VectorListsPrintTheStreamForm) {
+    std::mt19937 rng(17);
+    expectStreamForm<osg::Vec2f>(MFVec2fType, 6, rng);
+    expectStreamForm<osg::Vec3f>(MFVec3fType, 6, rng);
+    expectStreamForm<osg::Vec4f>(MFVec4fType, 6, rng);
+    expectStreamForm<osg::Vec2d>(MFVec2dType, 12, rng);
+    expectStreamForm<osg::Vec3d>(MFVec3dType, 12, rng);
+    expectStreamForm<osg::Vec4d>(MFVec4dType, 12, rng);
+}
 
 TEST(VectorTextAsymmetry, MatrixTextKeepsThreeDecimalsOnly) {
     Owner owner;

@@ -299,17 +299,13 @@ void printSingle(const E& e, std::string& out) {
 }
 
 // Number format of an element list: fixed 6 for the float vectors, fixed 12 for the double
-// vectors, the default for the others.
+// vectors (0 here), the stream's default for the others.
 template <class E>
-void setupMultiStream(std::ostream& os) {
-    if constexpr (std::is_same_v<E, osg::Vec2f> || std::is_same_v<E, osg::Vec3f> ||
-                  std::is_same_v<E, osg::Vec4f>)
-        os << std::fixed << std::setprecision(6);
-    else if constexpr (std::is_same_v<E, osg::Vec2d> || std::is_same_v<E, osg::Vec3d> ||
-                       std::is_same_v<E, osg::Vec4d>)
-        os << std::fixed << std::setprecision(12);
-    (void)os;
-}
+inline constexpr int kFixedPrecision = 0;
+template <int Size>
+inline constexpr int kFixedPrecision<osg::Vector<float, Size>> = 6;
+template <int Size>
+inline constexpr int kFixedPrecision<osg::Vector<double, Size>> = 12;
 
 // The matrix lists skip blanks and commas and read with strtof until something is no number.
 template <class E>
@@ -379,12 +375,24 @@ template <class E, bool kStreaming>
 void MFText<E, kStreaming>::getStr(const F& f, std::string& out) {
     using T = Traits<E>;
     const std::vector<E>& values = f.getValue();
-    if (values.empty()) {
-        out.clear();
+    out.clear();
+    if (values.empty()) return;
+    if constexpr (kFixedPrecision < E >> 0) {
+        // Long vector lists are the bulk of scene output: the characters of the vector stream
+        // operator under fixed precision, written without a stream.
+        out.reserve(values.size() * T::N * (kFixedPrecision<E> + 6));
+        char buffer[400];
+        for (size_t i = 0; i < values.size(); ++i) {
+            for (int c = 0; c < T::N; ++c) {
+                if (i || c) out += ", ";
+                auto result = std::to_chars(buffer, buffer + sizeof(buffer), values[i][c],
+                                            std::chars_format::fixed, kFixedPrecision<E>);
+                out.append(buffer, result.ec == std::errc() ? result.ptr : buffer);
+            }
+        }
         return;
     }
     std::ostringstream os;
-    setupMultiStream<E>(os);
     // The matrices are one flat list; the others separate their elements with ", ".
     const char* between = kIsMatrix<E> ? " " : ", ";
     for (size_t i = 0; i < values.size(); ++i) {
