@@ -24,10 +24,17 @@ Observer::~Observer() {
 
 void Observer::setSubject(Subject* subject) {
     if (subject == _subject) return;
-    if (_subject) _subject->detach(*this);
+    if (_subject) {
+        Subject* old = _subject;
+        old->detach(*this);
+        old->forgetBound(*this);  // bound alone, detach may have left it named
+    }
     _subject = subject;
     // attach finds the observer already bound and returns: the subject is recorded, not joined.
-    if (subject) subject->attach(*this);
+    if (subject) {
+        subject->attach(*this);
+        subject->noteBound(*this);
+    }
 }
 
 int Observer::addCallback(Callback callback, const void* userData) {

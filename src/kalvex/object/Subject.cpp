@@ -7,13 +7,34 @@
 namespace Kalvex {
 
 Subject::Subject(const char* name)
-    : NotificationHandler(name), _observers(nullptr), _walking(0), _dropList(false) {}
+    : NotificationHandler(name),
+      _observers(nullptr),
+      _bound(nullptr),
+      _walking(0),
+      _dropList(false) {}
 
 Subject::Subject(const Subject& other)
-    : NotificationHandler(other), _observers(nullptr), _walking(0), _dropList(false) {}
+    : NotificationHandler(other),
+      _observers(nullptr),
+      _bound(nullptr),
+      _walking(0),
+      _dropList(false) {}
 
 Subject::~Subject() {
     detachAll();
+    if (_bound) {
+        for (Observer* observer : *_bound) observer->_subject = nullptr;
+        delete _bound;
+    }
+}
+
+void Subject::noteBound(Observer& observer) {
+    if (!_bound) _bound = new ObserverList;
+    _bound->push_back(&observer);
+}
+
+void Subject::forgetBound(Observer& observer) {
+    if (_bound) _bound->remove(&observer);
 }
 
 void Subject::attach(Observer& observer) {
@@ -26,6 +47,7 @@ void Subject::attach(Observer& observer) {
 }
 
 void Subject::detach(Observer& observer) {
+    if (observer._subject == this) forgetBound(observer);
     if (!_observers || observer._subject != this) return;
     if (_walking > 0)
         std::replace(_observers->begin(), _observers->end(), &observer,

@@ -30,9 +30,15 @@ class Subject : public NotificationHandler {
     bool wantsNotify() const { return _active && _observers != nullptr; }
 
   private:
+    friend class Observer;
     void compact();
+    // Observers bound by Observer::setSubject alone hear nothing, but they name this subject:
+    // they are remembered so that the subject can unbind them when it dies first.
+    void noteBound(Observer& observer);
+    void forgetBound(Observer& observer);
 
     ObserverList* _observers;
+    ObserverList* _bound;
     // Depth of running walks. While a walk runs, detached entries are set to null and removed
     // when the outermost walk ends, so the walk never steps on a freed list node.
     int _walking;
