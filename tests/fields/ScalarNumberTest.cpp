@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cinttypes>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -278,6 +279,23 @@ TEST_F(ScalarNumberTest, ListPrintingMatchesPrintf) {
     EXPECT_EQ(text(t), printfList(t.getValue(), "%g"));
     EXPECT_EQ(text(f), printfList(f.getValue(), "%.6f"));
     EXPECT_EQ(text(n), printfList(n.getValue(), "%d"));
+}
+
+// strtod obeys LC_NUMERIC, and so do the lists. Runs where a comma locale is installed.
+TEST_F(ScalarNumberTest, ListsFollowNumericLocale) {
+    std::string old = std::setlocale(LC_NUMERIC, nullptr);
+    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8") && !std::setlocale(LC_NUMERIC, "de_DE"))
+        GTEST_SKIP() << "no de_DE locale here";
+    auto& d = make<MFDouble>();
+    d.setValueByStr("1.5 -2.25e1 7");
+    auto& s = make<MFDouble>();
+    const char* piece = "3.5 4";
+    const char* rest = s.addValueByStr(piece, Field::CardinalityMulti);
+    std::setlocale(LC_NUMERIC, old.c_str());
+
+    EXPECT_EQ(d.getValue(), std::vector<double>({1, -2, 7}));
+    EXPECT_EQ(s.getValue(), std::vector<double>({3}));
+    EXPECT_EQ(rest, piece + 1);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +11,8 @@
 #include <sstream>
 #include <system_error>
 #include <type_traits>
+
+#include <langinfo.h>
 
 #include "kalvex/fields/codec/TextSyntax.h"
 #include "kalvex/nodes/Node.h"
@@ -41,10 +42,11 @@ struct CharSet {
 constexpr CharSet kTokenSet(" \t\n\r,");
 constexpr CharSet kStreamSet(" ,;\t\n\r");
 
+// The thread's LC_NUMERIC radix, as strtod sees it. nl_langinfo only reads the locale data,
+// where localeconv would fill a shared static.
 bool cNumericLocale() {
-    const std::lconv* conv = std::localeconv();
-    return conv && conv->decimal_point && conv->decimal_point[0] == '.' &&
-           conv->decimal_point[1] == '\0';
+    const char* radix = nl_langinfo(RADIXCHAR);
+    return radix && radix[0] == '.' && radix[1] == '\0';
 }
 
 bool isDigit(char c) {
