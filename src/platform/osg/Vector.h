@@ -328,11 +328,4 @@ std::istream& operator>>(std::istream& is, Vector<ValueTypeT, SizeI>& v) {
     return is;
 }
 
-extern template class Vector<float, 2>;
-extern template class Vector<float, 3>;
-extern template class Vector<float, 4>;
-extern template class Vector<double, 2>;
-extern template class Vector<double, 3>;
-extern template class Vector<double, 4>;
-
 }  // namespace Kalvex::osg
