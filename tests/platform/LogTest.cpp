@@ -41,68 +41,53 @@ void emitAt(int level, const char* text) {
     }
 }
 
-TEST(Log, MessageAboveTheLevelIsDroppedAndLevelZeroAlwaysPasses) {
+TEST(Log, LevelFiltersMessagesAndArgumentsOfDroppedOnes) {
     for (int current = 0; current <= 5; ++current) {
         KalvexTest::LogCapture log{osg::LogLevel(current)};
         for (int level = 0; level <= 5; ++level) {
             std::string text = "msg-" + std::to_string(level) + "\n";
             emitAt(level, text.c_str());
-            bool expected = level == 0 || level <= current;
-            EXPECT_EQ(log.contains(text), expected) << "current " << current << " level " << level;
+            EXPECT_EQ(log.contains(text), level <= current)
+                << "current " << current << " level " << level;
         }
-        EXPECT_EQ(osg::osgLog().getLogLevel(), current);
     }
-}
-
-TEST(Log, MacroArgumentsAreNotEvaluatedForDroppedMessages) {
     KalvexTest::LogCapture log(osg::LOG_WARNING);
     int evaluated = 0;
-    auto arg = [&] { return ++evaluated; };
-    KINFO("%d\n", arg());
+    KINFO("%d\n", ++evaluated);
     EXPECT_EQ(evaluated, 0);
-    KWARNING("%d\n", arg());
+    KWARNING("%d\n", ++evaluated);
     EXPECT_EQ(evaluated, 1);
-    EXPECT_FALSE(KALVEX_LOG_ON(osg::LOG_INFO));
-    EXPECT_TRUE(KALVEX_LOG_ON(osg::LOG_LOG));
 }
 
-struct HeaderCase {
-    unsigned int mask;
-    osg::LogLevel level;
-    const char* expected;  // the whole line for the text "hello\n" from module Kalvex
-};
-
-class LogHeader : public ::testing::TestWithParam<HeaderCase> {};
-
-TEST_P(LogHeader, LineHasTheHeaderOfTheMask) {
-    const HeaderCase& hc = GetParam();
-    KalvexTest::LogCapture log;
-    osg::osgLog().setHeaderElem(hc.mask);
-    KALVEX_LOG_AT(hc.level, "hello\n");
-    EXPECT_EQ(log.text(), hc.expected) << std::hex << hc.mask;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Log, LogHeader,
-    ::testing::Values(
+TEST(Log, LineHasTheHeaderOfTheMask) {
+    const struct {
+        unsigned int mask;
+        osg::LogLevel level;
+        const char* expected;  // the whole line for "hello\n" from module Kalvex
+    } cases[] = {
         // The system's masks: level and module, tab-separated; 0x1000 changes nothing printed.
-        HeaderCase{0x400a, osg::LOG_WARNING, "WARNING\tKalvex\thello\n"},
-        HeaderCase{0x500a, osg::LOG_WARNING, "WARNING\tKalvex\thello\n"},
-        HeaderCase{0x400a, osg::LOG_LOG, "LOG\tKalvex\thello\n"},
-        HeaderCase{0x400a, osg::LOG_FATAL, "FATAL\tKalvex\thello\n"},
-        HeaderCase{0x400a, osg::LOG_DEBUG, "DEBUG\tKalvex\thello\n"},
-        HeaderCase{0x000a, osg::LOG_NOTICE, "NOTICE: Kalvex: hello\n"},
-        HeaderCase{0x4002, osg::LOG_INFO, "INFO\thello\n"},
-        HeaderCase{0x4008, osg::LOG_INFO, "Kalvex\thello\n"},
-        HeaderCase{0x0000, osg::LOG_FATAL, "hello\n"}));
-
-TEST(Log, ColourMasksWrapTheLevelNameOnly) {
+        {0x400a, osg::LOG_WARNING, "WARNING\tKalvex\thello\n"},
+        {0x500a, osg::LOG_WARNING, "WARNING\tKalvex\thello\n"},
+        {0x400a, osg::LOG_LOG, "LOG\tKalvex\thello\n"},
+        {0x400a, osg::LOG_DEBUG, "DEBUG\tKalvex\thello\n"},
+        {0x000a, osg::LOG_NOTICE, "NOTICE: Kalvex: hello\n"},
+        {0x4002, osg::LOG_INFO, "INFO\thello\n"},
+        {0x4008, osg::LOG_INFO, "Kalvex\thello\n"},
+        {0x0000, osg::LOG_FATAL, "hello\n"},
+    };
+    for (const auto& c : cases) {
+        KalvexTest::LogCapture log;
+        osg::osgLog().setHeaderElem(c.mask);
+        KALVEX_LOG_AT(c.level, "hello\n");
+        EXPECT_EQ(log.text(), c.expected) << std::hex << c.mask;
+    }
+    // Colour masks wrap the level name only.
     for (unsigned int mask : {0x600au, 0x700au}) {
         KalvexTest::LogCapture log;
         osg::osgLog().setHeaderElem(mask);
         KWARNING("hello\n");
-        std::string text = log.text();
-        size_t name = text.find("WARNING");
+        const std::string text = log.text();
+        const size_t name = text.find("WARNING");
         ASSERT_NE(name, std::string::npos) << text;
         EXPECT_EQ(text.rfind("\033[", name), 0u) << "colour starts the line";
         EXPECT_NE(text.find("\033[0m", name), std::string::npos) << "colour is reset";
@@ -110,51 +95,35 @@ TEST(Log, ColourMasksWrapTheLevelNameOnly) {
     }
 }
 
-TEST(Log, BufferCollectsAndClearsAndNoneWritesNothing) {
+TEST(Log, BufferNoneAndLongMessages) {
     KalvexTest::LogCapture log;
-    KLOG("one\n");
-    KLOG("two\n");
-    EXPECT_EQ(log.count("\n"), 2);
-    EXPECT_LT(log.text().find("one"), log.text().find("two"));
-    log.clear();
-    EXPECT_TRUE(log.text().empty());
-
     osg::osgLog().setLogType(osg::LOG_NONE);
     KLOG("lost\n");
     osg::osgLog().setLogType(osg::LOG_BUFFER);
     EXPECT_TRUE(log.text().empty());
-    KLOG("kept %d %s\n", 42, "x");
-    EXPECT_TRUE(log.contains("kept 42 x\n"));
-}
-
-TEST(Log, LongMessagesAreWrittenWhole) {
-    KalvexTest::LogCapture log;
-    std::string big(5000, 'x');
-    KLOG("<%s>\n", big.c_str());
-    EXPECT_TRUE(log.contains("<" + big + ">\n"));
+    const std::string big(5000, 'x');
+    KLOG("kept %d <%s>\n", 42, big.c_str());
+    EXPECT_EQ(log.text(), "LOG\tKalvex\tkept 42 <" + big + ">\n");
 }
 
 TEST(Log, ModuleFilterDropsTheHeaderOfOtherModules) {
     osg::Log local;
     EXPECT_TRUE(local.checkModule("Kalvex"));
-    EXPECT_TRUE(local.checkModule("Other"));
     local.addModuleName("Other");
     EXPECT_FALSE(local.checkModule("Kalvex"));
     EXPECT_TRUE(local.checkModule("Other"));
     EXPECT_FALSE(local.checkModule(nullptr));
-
     local.setLogType(osg::LOG_BUFFER);
     local.setHeaderElem(0x400a);
     local.message(osg::LOG_WARNING, "Kalvex", __FILE__, __LINE__, "f", "text %d\n", 1);
     local.message(osg::LOG_WARNING, "Other", __FILE__, __LINE__, "f", "text %d\n", 2);
     EXPECT_EQ(local.getBuffer(), "text 1\nWARNING\tOther\ttext 2\n");
-
     local.clearModuleNames();
     EXPECT_TRUE(local.checkModule("Kalvex"));
 }
 
 TEST(Log, FileTypeWritesToTheFile) {
-    std::string path = ::testing::TempDir() + "kalvex_log_test.txt";
+    const std::string path = ::testing::TempDir() + "kalvex_log_test.txt";
     osg::Log local;
     ASSERT_TRUE(local.setLogFile(path.c_str()));
     EXPECT_EQ(local.getLogType(), osg::LOG_FILE);
@@ -164,10 +133,10 @@ TEST(Log, FileTypeWritesToTheFile) {
     FILE* f = std::fopen(path.c_str(), "r");
     ASSERT_NE(f, nullptr);
     char line[64] = {0};
-    ASSERT_NE(std::fgets(line, sizeof(line), f), nullptr);
+    EXPECT_NE(std::fgets(line, sizeof(line), f), nullptr);
     std::fclose(f);
-    EXPECT_STREQ(line, "in file\n");
     std::remove(path.c_str());
+    EXPECT_STREQ(line, "in file\n");
     EXPECT_FALSE(local.setLogFile(""));
     EXPECT_FALSE(local.setLogFile("/nonexistent-dir/x/y.log"));
 }
@@ -218,29 +187,21 @@ std::string probe(const std::string& env) {
     return result;
 }
 
-struct EnvCase {
-    const char* env;
-    const char* expected;
-};
-
 TEST(LogEnvironment, LevelAndTypeAreReadAtFirstUse) {
     std::string logFile = ::testing::TempDir() + "kalvex_env_probe.log";
-    const EnvCase cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"", "level=2 type=2"},  // warning on stderr
-        {"KALVEX_LOG_LEVEL=3", "level=3 type=2"},
         {"KALVEX_LOG_LEVEL=info", "level=4 type=2"},
         {"KALVEX_LOG_LEVEL=DEBUG", "level=5 type=2"},
         {"KALVEX_LOG_LEVEL=9", "level=5 type=2"},
         {"KALVEX_LOG_LEVEL=-3", "level=0 type=2"},
         {"KALVEX_LOG_LEVEL=loud", "level=2 type=2"},
-        {"KALVEX_LOG_LEVEL=", "level=2 type=2"},
-        {"KALVEX_LOG_TYPE=stdout", "level=2 type=1"},
         {"KALVEX_LOG_TYPE=BUFFER", "level=2 type=4"},
         {"KALVEX_LOG_TYPE=none", "level=2 type=0"},
         {"KALVEX_LOG_TYPE=chatty", "level=2 type=2"},
         {"KALVEX_LOG_TYPE=file", "level=2 type=2"},  // no file name: stays on stderr
     };
-    for (const EnvCase& c : cases) EXPECT_EQ(probe(c.env), c.expected) << c.env;
+    for (const auto& [env, expected] : cases) EXPECT_EQ(probe(env), expected) << env;
     std::string withFile = "KALVEX_LOG_TYPE=file KALVEX_LOG_FILE='" + logFile + "'";
     EXPECT_EQ(probe(withFile), "level=2 type=3");
     std::remove(logFile.c_str());
