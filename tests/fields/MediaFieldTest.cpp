@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -69,7 +70,7 @@ TEST_F(SFImageBinary, RoundTripOverEveryFormatAndDepth) {
     std::mt19937 rng(3);
     const std::uint32_t formats[] = {osg::Image::OSG_L_PF, osg::Image::OSG_LA_PF,
                                      osg::Image::OSG_RGB_PF, osg::Image::OSG_RGBA_PF};
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 24; ++i) {
         const int c = 1 + i % 4, w = 1 + int(rng() % 9), h = 1 + int(rng() % 9),
                   d = 1 + int(rng() % 3);
         std::vector<std::uint8_t> data(std::size_t(w * h * d * c));
@@ -88,6 +89,8 @@ TEST_F(SFImageBinary, RoundTripOverEveryFormatAndDepth) {
 }
 
 TEST_F(SFImageBinary, ComponentsAreInts) {
+    EXPECT_EQ(field.getBinValue(-1), binHeader(0, 0, 0, 0));  // empty image
+    EXPECT_EQ(binInt(field.getBinValue(kWidth)), 0);
     field.setValueByStr("300 2 4");
     EXPECT_EQ(binInt(field.getBinValue(kWidth)), 300);
     EXPECT_EQ(binInt(field.getBinValue(1)), 2);
@@ -98,11 +101,6 @@ TEST_F(SFImageBinary, ComponentsAreInts) {
         EXPECT_TRUE(log.contains("SFImage::getBinValue(): Invalid component (" +
                                  std::to_string(component) + ")\n"));
     }
-}
-
-TEST_F(SFImageBinary, EmptyImageWritesAZeroHeader) {
-    EXPECT_EQ(field.getBinValue(-1), binHeader(0, 0, 0, 0));
-    EXPECT_EQ(binInt(field.getBinValue(kWidth)), 0);
 }
 
 TEST_F(SFImageBinary, BadDataLeavesTheValueAlone) {
@@ -174,15 +172,6 @@ TEST_F(SFImageBinary, CorruptRawBuffersChangeNothing) {
     EXPECT_GE(log.count("Image::restore"), int(2 * stored.size()));
 }
 
-TEST_F(SFImageBinary, RawSizeAndValueAreNotImplemented) {
-    KalvexTest::LogCapture log;
-    unsigned char buffer[8] = {};
-    EXPECT_EQ(field.getBinSize(), 0u);
-    EXPECT_EQ(field.getBinValue(buffer), 0u);
-    EXPECT_TRUE(log.contains("getBinSize not Impl\n"));
-    EXPECT_TRUE(log.contains("getBinValue not Impl\n"));
-}
-
 // Mutated binary strings: whatever is accepted must stay within the bytes given and write back
 // as a string that reads to the same image.
 TEST_F(SFImageBinary, FuzzedStringsKeepTheValueConsistent) {
@@ -190,8 +179,9 @@ TEST_F(SFImageBinary, FuzzedStringsKeepTheValueConsistent) {
     field.setValueByStr("3 2 3 0x010203 0x040506 0x070809 0x0a0b0c 0x0d0e0f 0x101112");
     const std::string valid = field.getBinValue(-1);
     std::mt19937 rng(99);
-    int accepted = 0;
-    for (int i = 0; i < 3000; ++i) {
+    int accepted = 0, i = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+    for (; i < 3000 && std::chrono::steady_clock::now() < deadline; ++i) {
         std::string data = valid;
         const int edits = 1 + int(rng() % 3);
         for (int e = 0; e < edits; ++e) {
@@ -218,7 +208,7 @@ TEST_F(SFImageBinary, FuzzedStringsKeepTheValueConsistent) {
         copy.setValueByBin(after);
         ASSERT_TRUE(copy.equalValue(field)) << i;
     }
-    EXPECT_GT(accepted, 100);
+    EXPECT_GT(accepted, i / 30) << i << " strings";
 }
 
 TEST(MFImageBinary, HasNoBinaryForm) {
@@ -231,6 +221,12 @@ TEST(MFImageBinary, HasNoBinaryForm) {
     EXPECT_TRUE(log.contains("MFImage::getBinValue() is not imp\n"));
     EXPECT_TRUE(log.contains("MFImage::setValueByBin() is not imp\n"));
     EXPECT_TRUE(log.contains("MFImage::get1ValueByBin() is not imp\n"));
+    Kalvex::SFImage single(*owner.node);
+    unsigned char buffer[8] = {};
+    EXPECT_EQ(single.getBinSize(), 0u);
+    EXPECT_EQ(single.getBinValue(buffer), 0u);
+    EXPECT_TRUE(log.contains("getBinSize not Impl\n"));
+    EXPECT_TRUE(log.contains("getBinValue not Impl\n"));
 }
 
 TEST(ImageValue, CopiesNeverSharePixels) {
