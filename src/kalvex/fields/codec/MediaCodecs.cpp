@@ -6,7 +6,7 @@
 #include <sstream>
 #include <vector>
 
-#include "kalvex/fields/codec/TextSyntax.h"
+#include "kalvex/fields/codec/NumberText.h"
 #include "kalvex/object/Logging.h"
 #include "platform/osg/Image.h"
 
@@ -60,16 +60,16 @@ std::string SFImageCodec::getBin(const F& f, int component) {
         case -1:
             break;
         case 0:
-            return syntax::toBin([&](Harnel::obinstream& out) { out << width; });
+            return numtext::toBin([&](Harnel::obinstream& out) { out << width; });
         case 1:
-            return syntax::toBin([&](Harnel::obinstream& out) { out << height; });
+            return numtext::toBin([&](Harnel::obinstream& out) { out << height; });
         case 2:
-            return syntax::toBin([&](Harnel::obinstream& out) { out << int(bpp); });
+            return numtext::toBin([&](Harnel::obinstream& out) { out << int(bpp); });
         default:
             KFATAL("%s::getBinValue(): Invalid component (%i)\n", f.dataTypeName(), component);
             return std::string();
     }
-    return syntax::toBin([&](Harnel::obinstream& out) {
+    return numtext::toBin([&](Harnel::obinstream& out) {
         out << static_cast<unsigned short>(width) << static_cast<unsigned short>(height)
             << static_cast<unsigned short>(depth) << static_cast<unsigned char>(bpp)
             << static_cast<unsigned char>(0);
@@ -89,7 +89,7 @@ void SFImageCodec::setBin(F& f, const std::string& data) {
     unsigned char components = 0, zero = 0;
     std::vector<std::uint8_t> pixels;
     bool header = false, complete = false;
-    syntax::fromBin(data, [&](Harnel::ibinstream& in) {
+    numtext::fromBin(data, [&](Harnel::ibinstream& in) {
         header = bool(in >> width >> height >> depth >> components >> zero);
         if (!header || formatOfComponents(components) == osg::Image::OSG_INVALID_PF) return;
         // The bytes must be in the string already, so a corrupt header cannot make us allocate.

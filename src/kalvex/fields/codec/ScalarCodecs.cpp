@@ -1,20 +1,12 @@
 #include "kalvex/fields/codec/ScalarCodecs.h"
 
-#include <algorithm>
-#include <charconv>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iomanip>
-#include <iterator>
-#include <locale>
 #include <sstream>
-#include <system_error>
 #include <type_traits>
 
-#include <langinfo.h>
-
-#include "kalvex/fields/codec/TextSyntax.h"
+#include "kalvex/fields/codec/NumberText.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodePartDesc.h"
 #include "kalvex/object/Logging.h"
@@ -23,98 +15,8 @@ namespace Kalvex {
 
 namespace {
 
-// ---------------------------------------------------------------------------------------------
-// Reading numbers. Loading spends most of its time here, so the common case (a plain decimal
-// number in the "C" numeric locale) goes through std::from_chars. Everything from_chars would
-// read differently from strtod/strtol falls back to them: a leading '+' or blank, hexadecimal
-// "0x", inf/nan, out-of-range values, and every number while LC_NUMERIC has a decimal point
-// other than '.' (strtod obeys it, and so do we).
-
-struct CharSet {
-    bool member[256] = {};
-    constexpr explicit CharSet(const char* chars) {
-        for (; *chars; ++chars) member[static_cast<unsigned char>(*chars)] = true;
-    }
-    bool operator()(char c) const { return member[static_cast<unsigned char>(c)]; }
-};
-
-// NUL is in neither set: it ends the text.
-constexpr CharSet kTokenSet(" \t\n\r,");
-constexpr CharSet kStreamSet(" ,;\t\n\r");
-
-// The thread's LC_NUMERIC radix, as strtod sees it. nl_langinfo only reads the locale data,
-// where localeconv would fill a shared static.
-bool cNumericLocale() {
-    const char* radix = nl_langinfo(RADIXCHAR);
-    return radix && radix[0] == '.' && radix[1] == '\0';
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-// True when from_chars reads the number at p exactly as strtod would (if it reads it at all).
-bool fastDoubleStart(const char* p) {
-    if (*p == '-') ++p;
-    if (isDigit(*p)) return !(p[0] == '0' && (p[1] == 'x' || p[1] == 'X'));
-    return *p == '.';
-}
-
-// Reads a double at p like strtod; returns the end of the conversion (p when nothing was read).
-// The text from p must end with NUL at `end`.
-const char* readDouble(const char* p, const char* end, bool fast, double& value) {
-    if (fast && fastDoubleStart(p)) {
-        std::from_chars_result r = std::from_chars(p, end, value);
-        if (r.ec == std::errc()) return r.ptr;
-    }
-    char* stop = nullptr;
-    value = std::strtod(p, &stop);
-    return stop;
-}
-
-// Reads a long at p like strtol base 10.
-const char* readLong(const char* p, const char* end, long& value) {
-    const char* digits = p + (*p == '-' ? 1 : 0);
-    if (isDigit(*digits)) {
-        std::from_chars_result r = std::from_chars(p, end, value, 10);
-        if (r.ec == std::errc()) return r.ptr;
-    }
-    char* stop = nullptr;
-    value = std::strtol(p, &stop, 10);
-    return stop;
-}
-
-const char* tokenEnd(const char* p) {
-    while (*p && !kTokenSet(*p)) ++p;
-    return p;
-}
-
-// One number per token of the token set. A token converts on its own: strtod must not skip
-// leading white space (a vertical tab, say) across the token's end into the next one, so the
-// slow path reads a copy of the token.
-template <class Number>
-const char* readTokenNumber(const char* p, const char* end, bool fast, Number& value) {
-    if constexpr (std::is_same_v<Number, double>) {
-        if (fast && fastDoubleStart(p)) {
-            std::from_chars_result r = std::from_chars(p, end, value);
-            if (r.ec == std::errc()) return tokenEnd(r.ptr);
-        }
-        const char* stop = tokenEnd(p);
-        std::string token(p, stop);
-        value = std::strtod(token.c_str(), nullptr);
-        return stop;
-    } else {
-        const char* digits = p + (*p == '-' ? 1 : 0);
-        if (isDigit(*digits)) {
-            std::from_chars_result r = std::from_chars(p, end, value, 10);
-            if (r.ec == std::errc()) return tokenEnd(r.ptr);
-        }
-        const char* stop = tokenEnd(p);
-        std::string token(p, stop);
-        value = std::strtol(token.c_str(), nullptr, 10);
-        return stop;
-    }
-}
+using numtext::CastWire;
+using numtext::NumberForm;
 
 // Elements are read as double or long and narrowed, as strtod and strtol results are.
 template <class T>
@@ -124,45 +26,17 @@ template <class T>
 void parseTokenList(std::vector<T>& values, const char* text) {
     values.clear();
     if (!text || !*text) return;
-    const char* end = text + std::strlen(text);
-    const bool fast = cNumericLocale();
-    const char* p = text;
-    for (;;) {
-        while (kTokenSet(*p)) ++p;
-        if (!*p) break;
-        ReadType<T> number;
-        p = readTokenNumber(p, end, fast, number);
+    numtext::forEachToken<ReadType<T>>(text, [&](ReadType<T> number) {
         values.push_back(static_cast<T>(number));
-    }
+        return true;
+    });
 }
 
-template <class T>
-const char* readNumber(const char* p, const char* end, bool fast, ReadType<T>& number) {
-    if constexpr (std::is_same_v<T, int>) {
-        (void)fast;
-        return readLong(p, end, number);
-    } else {
-        return readDouble(p, end, fast, number);
-    }
-}
-
-// The streaming rule: take every number that is certainly complete; a number that touches the
-// end of the piece may go on in the next one, so its start is handed back.
 template <class T>
 const char* streamNumbers(std::vector<T>& values, const char* text) {
     if (!text) return nullptr;
-    const char* end = text + std::strlen(text);
-    const bool fast = cNumericLocale();
-    const char* p = text;
-    for (;;) {
-        while (kStreamSet(*p)) ++p;
-        if (!*p) return nullptr;
-        ReadType<T> number;
-        const char* stop = readNumber<T>(p, end, fast, number);
-        if (stop == p || !*stop) return p;
-        values.push_back(static_cast<T>(number));
-        p = stop;
-    }
+    return numtext::streamNumbers<ReadType<T>>(
+        text, [&](ReadType<T> number, const char*) { values.push_back(static_cast<T>(number)); });
 }
 
 // One value by the single rule: strtod or strtol, a null text reads 0.
@@ -175,46 +49,13 @@ T singleNumber(const char* text) {
         return static_cast<T>(std::strtod(text, nullptr));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Writing numbers. The lists print as a C++ stream would (fixed or default format, decimal
-// ints). In the classic locale that is exactly printf, and std::to_chars with a precision is
-// specified as printf; under another global C++ locale a real stream does the work.
-
-bool classicStreams() {
-    return std::locale() == std::locale::classic();
-}
-
-enum class NumberForm { Fixed6, Fixed12, Default, Decimal };
-
-template <class T>
-void appendNumber(std::string& out, T value, NumberForm form) {
-    char buffer[400];  // the widest is a fixed double: 309 digits, sign, point, 12 decimals
-    std::to_chars_result r;
-    if constexpr (std::is_same_v<T, int>) {
-        r = std::to_chars(buffer, buffer + sizeof(buffer), value);
-    } else {
-        double v = value;
-        switch (form) {
-            case NumberForm::Fixed6:
-                r = std::to_chars(buffer, buffer + sizeof(buffer), v, std::chars_format::fixed, 6);
-                break;
-            case NumberForm::Fixed12:
-                r = std::to_chars(buffer, buffer + sizeof(buffer), v, std::chars_format::fixed, 12);
-                break;
-            default:
-                r = std::to_chars(buffer, buffer + sizeof(buffer), v, std::chars_format::general,
-                                  6);
-                break;
-        }
-    }
-    if (r.ec == std::errc()) out.append(buffer, r.ptr);
-}
-
+// The lists print as a C++ stream would; under another global C++ locale a real stream does the
+// work.
 template <class T>
 void printNumberList(const std::vector<T>& values, std::string& out, NumberForm form) {
     out.clear();
     if (values.empty()) return;
-    if (!classicStreams()) {
+    if (!numtext::classicStreams()) {
         std::ostringstream stream;
         if (form == NumberForm::Fixed6) stream << std::fixed << std::setprecision(6);
         if (form == NumberForm::Fixed12) stream << std::fixed << std::setprecision(12);
@@ -228,78 +69,34 @@ void printNumberList(const std::vector<T>& values, std::string& out, NumberForm 
     out.reserve(values.size() * (std::is_same_v<T, int> ? 8 : 12));
     for (size_t i = 0; i < values.size(); ++i) {
         if (i) out.append(", ", 2);
-        appendNumber(out, values[i], form);
+        numtext::appendNumber(out, values[i], form);
     }
 }
 
 void printFormat(std::string& out, const char* format, double value) {
-    char buffer[256];
-    std::snprintf(buffer, sizeof(buffer), format, value);
-    out = buffer;
+    out.clear();
+    numtext::appendPrintf(out, format, value);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Binary strings. A count that the remaining bytes cannot hold is cut to what they can, so a
-// corrupt count never allocates more than the data could fill.
-
+// Binary: one primitive per value; a short read gives zero.
 template <class T>
 std::string writeOne(const T& value) {
-    return syntax::toBin([&](Harnel::obinstream& out) { out << value; });
+    return numtext::writeValue<CastWire<T>>(value);
 }
 
-template <class T>
+template <class W, class T = W>
 T readOne(const std::string& data) {
     T value{};
-    syntax::fromBin(data, [&](Harnel::ibinstream& in) { in >> value; });
+    numtext::readValue<CastWire<W>>(data, value);
     return value;
 }
 
-template <class Wire, class C>
-std::string writeCounted(const C& values) {
-    return syntax::toBin([&](Harnel::obinstream& out) {
-        out << long(values.size());
-        for (const auto& v : values) out << static_cast<Wire>(v);
-    });
-}
-
-// minBytes: the least an element can take on the wire.
-template <class Wire, class C>
-void readCounted(C& values, const std::string& data, size_t minBytes) {
+// A list without even a count reads as empty.
+template <class W, class C>
+void readList(C& values, const std::string& data) {
     C result;
-    syntax::fromBin(data, [&](Harnel::ibinstream& in) {
-        long count = 0;
-        in >> count;
-        if (in.fail() || count <= 0) return;
-        size_t fits = (data.size() - sizeof(std::int64_t)) / minBytes;
-        size_t n = std::min(size_t(count), fits);
-        for (size_t i = 0; i < n; ++i) {
-            Wire v{};
-            in >> v;
-            if (in.fail()) break;
-            result.push_back(static_cast<typename C::value_type>(v));
-        }
-    });
+    numtext::readCounted<CastWire<W>>(data, result);
     values = std::move(result);
-}
-
-template <class C>
-auto elementAt(C& values, int index) -> decltype(&*values.begin()) {
-    if (index < 0 || size_t(index) >= values.size()) return nullptr;
-    auto it = values.begin();
-    std::advance(it, index);
-    return &*it;
-}
-
-template <class Wire, class C>
-std::string writeElement(const C& values, int index) {
-    const auto* element = elementAt(values, index);
-    return element ? writeOne(static_cast<Wire>(*element)) : std::string();
-}
-
-template <class Wire, class C>
-void readElement(C& values, int index, const std::string& data) {
-    auto* element = elementAt(values, index);
-    if (element) *element = static_cast<typename C::value_type>(readOne<Wire>(data));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -321,7 +118,7 @@ bool boolFromText(const char* text) {
         default:
             break;
     }
-    if (text[0] == '-' || text[0] == '.' || isDigit(text[0]))
+    if (text[0] == '-' || text[0] == '.' || numtext::isDigit(text[0]))
         return std::strtod(text, nullptr) != 0.0;
     return false;
 }
@@ -385,7 +182,7 @@ void SFBoolCodec::setBin(F& f, const std::string& data) {
 void MFBoolCodec::setStr(F& f, const char* text) {
     f.editValue().clear();
     if (!text || !*text) return;
-    f.splitAndAddValues(text, syntax::kSplitSet);
+    f.splitAndAddValues(text, numtext::kSplitChars);
 }
 
 void MFBoolCodec::getStr(const F& f, std::string& out) {
@@ -425,7 +222,7 @@ std::string SFInt32Codec::getBin(const F& f, int) {
 }
 
 void SFInt32Codec::setBin(F& f, const std::string& data) {
-    f.setValue(static_cast<int>(readOne<long>(data)));
+    f.setValue(readOne<long, int>(data));
 }
 
 void MFInt32Codec::setStr(F& f, const char* text) {
@@ -443,19 +240,19 @@ const char* MFInt32Codec::addStr(F& f, const char* text, Field::Cardinality mode
 }
 
 std::string MFInt32Codec::getBin(const F& f, int) {
-    return writeCounted<long>(f.getValue());
+    return numtext::writeCounted<CastWire<long>>(f.getValue());
 }
 
 void MFInt32Codec::setBin(F& f, const std::string& data) {
-    readCounted<int>(f.editValue(), data, 4);
+    readList<int>(f.editValue(), data);
 }
 
 std::string MFInt32Codec::get1Bin(const F& f, int index) {
-    return writeElement<long>(f.getValue(), index);
+    return numtext::writeElement<CastWire<long>>(f.getValue(), index);
 }
 
 void MFInt32Codec::set1Bin(F& f, int index, const std::string& data) {
-    readElement<int>(f.editValue(), index, data);
+    numtext::readElement<CastWire<int>>(f.editValue(), index, data);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -506,19 +303,19 @@ const char* MFFloatCodec::addStr(F& f, const char* text, Field::Cardinality mode
 }
 
 std::string MFFloatCodec::getBin(const F& f, int) {
-    return writeCounted<float>(f.getValue());
+    return numtext::writeCounted<CastWire<float>>(f.getValue());
 }
 
 void MFFloatCodec::setBin(F& f, const std::string& data) {
-    readCounted<float>(f.editValue(), data, 4);
+    readList<float>(f.editValue(), data);
 }
 
 std::string MFFloatCodec::get1Bin(const F& f, int index) {
-    return writeElement<float>(f.getValue(), index);
+    return numtext::writeElement<CastWire<float>>(f.getValue(), index);
 }
 
 void MFFloatCodec::set1Bin(F& f, int index, const std::string& data) {
-    readElement<float>(f.editValue(), index, data);
+    numtext::readElement<CastWire<float>>(f.editValue(), index, data);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -571,19 +368,19 @@ const char* MFDoubleCodec::addStr(F& f, const char* text, Field::Cardinality mod
 }
 
 std::string MFDoubleCodec::getBin(const F& f, int) {
-    return writeCounted<double>(f.getValue());
+    return numtext::writeCounted<CastWire<double>>(f.getValue());
 }
 
 void MFDoubleCodec::setBin(F& f, const std::string& data) {
-    readCounted<double>(f.editValue(), data, 8);
+    readList<double>(f.editValue(), data);
 }
 
 std::string MFDoubleCodec::get1Bin(const F& f, int index) {
-    return writeElement<double>(f.getValue(), index);
+    return numtext::writeElement<CastWire<double>>(f.getValue(), index);
 }
 
 void MFDoubleCodec::set1Bin(F& f, int index, const std::string& data) {
-    readElement<double>(f.editValue(), index, data);
+    numtext::readElement<CastWire<double>>(f.editValue(), index, data);
 }
 
 void MFTimeCodec::setStr(F& f, const char* text) {
@@ -651,9 +448,9 @@ void MFStringCodec::setStr(F& f, const char* text) {
     if (!quote) {
         const char* p = text;
         while (*p) {
-            while (kStreamSet(*p)) ++p;
+            p = numtext::skipDelims(p, numtext::kStreamSet);
             const char* start = p;
-            while (*p && !kStreamSet(*p)) ++p;
+            p = numtext::runEnd(p, numtext::kStreamSet);
             if (p != start) f.addValue(std::string(start, p));
         }
         return;
@@ -716,19 +513,19 @@ const char* MFStringCodec::addStr(F& f, const char* text, Field::Cardinality mod
 }
 
 std::string MFStringCodec::getBin(const F& f, int) {
-    return writeCounted<std::string>(f.getValue());
+    return numtext::writeCounted<CastWire<std::string>>(f.getValue());
 }
 
 void MFStringCodec::setBin(F& f, const std::string& data) {
-    readCounted<std::string>(f.editValue(), data, 4);
+    readList<std::string>(f.editValue(), data);
 }
 
 std::string MFStringCodec::get1Bin(const F& f, int index) {
-    return writeElement<std::string>(f.getValue(), index);
+    return numtext::writeElement<CastWire<std::string>>(f.getValue(), index);
 }
 
 void MFStringCodec::set1Bin(F& f, int index, const std::string& data) {
-    readElement<std::string>(f.editValue(), index, data);
+    numtext::readElement<CastWire<std::string>>(f.editValue(), index, data);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -746,7 +543,7 @@ void SFQubitCodec::getStr(const F& f, std::string& out) {
 void MFQubitCodec::setStr(F& f, const char* text) {
     f.editValue().clear();
     if (!text || !*text) return;
-    f.splitAndAddValues(text, syntax::kSplitSet);
+    f.splitAndAddValues(text, numtext::kSplitChars);
 }
 
 // The names run together; any count but one gets a trailing blank, so such a text does not

@@ -1,96 +1,19 @@
 #include "kalvex/fields/codec/VectorCodecs.h"
 
-#include <array>
-#include <charconv>
-#include <clocale>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <iomanip>
 #include <sstream>
 #include <type_traits>
 
-#include "kalvex/fields/codec/TextSyntax.h"
+#include "kalvex/fields/codec/NumberText.h"
 #include "kalvex/object/Logging.h"
 
 namespace Kalvex::vectorcodec {
 
 namespace {
 
-// ---------------------------------------------------------------------------------------------
-// Characters. The token set (NUL, tab, line feed, carriage return, blank, comma) and the skip
-// set hold the same characters; the stream set adds the semicolon. A table keeps the inner
-// loops of long number lists to one load per character.
-
-enum : unsigned char { kTokenDelim = 1, kStreamDelim = 2 };
-
-constexpr std::array<unsigned char, 256> makeCharTable() {
-    std::array<unsigned char, 256> table{};
-    for (unsigned char c : {'\t', '\n', '\r', ' ', ','}) table[c] |= kTokenDelim | kStreamDelim;
-    table[';'] |= kStreamDelim;
-    return table;
-}
-constexpr std::array<unsigned char, 256> kCharTable = makeCharTable();
-
-inline bool isDelim(char c, unsigned char set) {
-    return (kCharTable[static_cast<unsigned char>(c)] & set) != 0;
-}
-inline const char* skipDelims(const char* p, unsigned char set) {
-    while (isDelim(*p, set)) ++p;
-    return p;
-}
-// End of the run of non-delimiters that starts at p.
-inline const char* runEnd(const char* p, unsigned char set) {
-    while (*p && !isDelim(*p, set)) ++p;
-    return p;
-}
-
-// from_chars is used only where it gives what the C functions give: the decimal point of the
-// current locale is '.', and the run is a plain decimal number that it reads to the end without
-// a range error. Everything else (signs '+', hex, inf, nan, exotic blanks, overflow) takes the
-// C function, so the value and the stop position are always strtof's or strtod's.
-inline bool plainDecimalPoint() {
-    const std::lconv* conv = std::localeconv();
-    return conv && conv->decimal_point && conv->decimal_point[0] == '.' &&
-           conv->decimal_point[1] == '\0';
-}
-
-template <class S>
-S toNumber(const char* p, const char* end, const char** stop, bool fast) {
-    if (fast) {
-        const char* q = p + (*p == '-');
-        if (q < end && (static_cast<unsigned>(*q - '0') < 10u || *q == '.')) {
-            S value;
-            auto result = std::from_chars(p, end, value);
-            if (result.ec == std::errc() && result.ptr == end) {
-                *stop = end;
-                return value;
-            }
-        }
-    }
-    char* e = nullptr;
-    S value;
-    if constexpr (std::is_same_v<S, float>)
-        value = std::strtof(p, &e);
-    else
-        value = std::strtod(p, &e);
-    *stop = e;
-    return value;
-}
-
-// Calls sink(value) for each token of the token set until it answers false.
-template <class S, class Sink>
-void forEachToken(const char* text, bool fast, Sink sink) {
-    const char* p = text;
-    for (;;) {
-        p = skipDelims(p, kTokenDelim);
-        if (!*p) return;
-        const char* end = runEnd(p, kTokenDelim);
-        const char* stop;
-        if (!sink(toNumber<S>(p, end, &stop, fast))) return;
-        p = end;
-    }
-}
+using numtext::kTokenSet;
 
 // ---------------------------------------------------------------------------------------------
 // Element traits: the number of components, the type a token is converted to, and the way
@@ -253,7 +176,7 @@ void parseSingle(E& e, const char* text) {
     typename T::Scalar v[T::N] = {};
     if (text) {
         int n = 0;
-        forEachToken<typename T::Scalar>(text, plainDecimalPoint(), [&](auto value) {
+        numtext::forEachToken<typename T::Scalar>(text, [&](auto value) {
             v[n++] = value;
             return n < T::N;
         });
@@ -268,11 +191,8 @@ void printGeneral(const E& e, std::string& out) {
     using T = Traits<E>;
     double v[T::N];
     T::toComps(e, v);
-    char buffer[256];
-    int used = 0;
-    for (int i = 0; i < T::N; ++i)
-        used += std::snprintf(buffer + used, sizeof(buffer) - size_t(used), i ? " %g" : "%g", v[i]);
-    out.assign(buffer);
+    out.clear();
+    for (int i = 0; i < T::N; ++i) numtext::appendPrintf(out, i ? " %g" : "%g", v[i]);
 }
 
 template <class E>
@@ -299,27 +219,30 @@ void printSingle(const E& e, std::string& out) {
 }
 
 // Number format of an element list: fixed 6 for the float vectors, fixed 12 for the double
-// vectors (0 here), the stream's default for the others.
+// vectors; the others print through their stream operator (kStreamed).
 template <class E>
-inline constexpr int kFixedPrecision = 0;
-template <int Size>
-inline constexpr int kFixedPrecision<osg::Vector<float, Size>> = 6;
-template <int Size>
-inline constexpr int kFixedPrecision<osg::Vector<double, Size>> = 12;
+inline constexpr bool kStreamed = true;
+template <class S, int Size>
+inline constexpr bool kStreamed<osg::Vector<S, Size>> = false;
+template <class S>
+inline constexpr numtext::NumberForm kListForm = sizeof(S) == sizeof(float)
+                                                     ? numtext::NumberForm::Fixed6
+                                                     : numtext::NumberForm::Fixed12;
 
 // The matrix lists skip blanks and commas and read with strtof until something is no number.
 template <class E>
 void parseMatrixList(std::vector<E>& values, const char* text) {
     using T = Traits<E>;
-    const bool fast = plainDecimalPoint();
+    const char* end = text + std::strlen(text);
+    const bool fast = numtext::plainDecimalPoint();
     float v[T::N];
     int n = 0;
     const char* p = text;
     for (;;) {
-        p = skipDelims(p, kTokenDelim);
+        p = numtext::skipDelims(p, kTokenSet);
         if (!*p) break;
-        const char* stop;
-        float value = toNumber<float>(p, runEnd(p, kTokenDelim), &stop, fast);
+        float value;
+        const char* stop = numtext::readNumber(p, end, fast, value);
         if (stop == p) break;
         v[n++] = value;
         p = stop;
@@ -358,7 +281,7 @@ void MFText<E, kStreaming>::setStr(F& f, const char* text) {
         // Every N-th token completes an element; a partial one at the end is dropped.
         typename T::Scalar v[T::N];
         int n = 0;
-        forEachToken<typename T::Scalar>(text, plainDecimalPoint(), [&](auto value) {
+        numtext::forEachToken<typename T::Scalar>(text, [&](auto value) {
             v[n++] = value;
             if (n == T::N) {
                 values.emplace_back();
@@ -377,17 +300,15 @@ void MFText<E, kStreaming>::getStr(const F& f, std::string& out) {
     const std::vector<E>& values = f.getValue();
     out.clear();
     if (values.empty()) return;
-    if constexpr (kFixedPrecision < E >> 0) {
+    if constexpr (!kStreamed<E>) {
         // Long vector lists are the bulk of scene output: the characters of the vector stream
         // operator under fixed precision, written without a stream.
-        out.reserve(values.size() * T::N * (kFixedPrecision<E> + 6));
-        char buffer[400];
+        constexpr numtext::NumberForm form = kListForm<typename T::Scalar>;
+        out.reserve(values.size() * T::N * (form == numtext::NumberForm::Fixed6 ? 12 : 18));
         for (size_t i = 0; i < values.size(); ++i) {
             for (int c = 0; c < T::N; ++c) {
-                if (i || c) out += ", ";
-                auto result = std::to_chars(buffer, buffer + sizeof(buffer), values[i][c],
-                                            std::chars_format::fixed, kFixedPrecision<E>);
-                out.append(buffer, result.ec == std::errc() ? result.ptr : buffer);
+                if (i || c) out.append(", ", 2);
+                numtext::appendNumber(out, values[i][c], form);
             }
         }
         return;
@@ -419,28 +340,23 @@ const char* MFText<E, kStreaming>::addStr(F& f, const char* text, Field::Cardina
         // text, and hand back the start of the first element not finished, which the caller
         // puts in front of the next piece.
         if (!text) return nullptr;
-        const bool fast = plainDecimalPoint();
         double v[T::N];
         int n = 0;
         const char* elementStart = text;
-        const char* p = text;
-        for (;;) {
-            p = skipDelims(p, kStreamDelim);
-            if (n == 0) elementStart = p;
-            if (!*p) return n == 0 ? nullptr : elementStart;
-            const char* stop;
-            double value = toNumber<double>(p, runEnd(p, kStreamDelim), &stop, fast);
-            if (stop == p || !*stop) return elementStart;
-            v[n++] = value;
-            p = stop;
-            if (n == T::N) {
-                E element;
-                T::fromComps(element, v);
-                checkText(element);
-                f.editValue().push_back(element);
-                n = 0;
-            }
-        }
+        const char* pending =
+            numtext::streamNumbers<double>(text, [&](double value, const char* at) {
+                if (n == 0) elementStart = at;
+                v[n++] = value;
+                if (n == T::N) {
+                    E element;
+                    T::fromComps(element, v);
+                    checkText(element);
+                    f.editValue().push_back(element);
+                    n = 0;
+                }
+            });
+        if (n == 0) return pending;
+        return elementStart;
     }
 }
 
@@ -449,78 +365,57 @@ const char* MFText<E, kStreaming>::addStr(F& f, const char* text, Field::Cardina
 
 namespace {
 
-template <class E, class W>
-void writeElement(Harnel::obinstream& out, const E& e) {
-    W v[Traits<E>::N];
-    Traits<E>::toComps(e, v);
-    for (W c : v) out << c;
-}
-
-template <class E, class R>
-bool readElement(Harnel::ibinstream& in, E& e) {
-    R v[Traits<E>::N];
-    for (R& c : v) in >> c;
-    if (in.fail()) return false;
-    Traits<E>::fromComps(e, v);
-    return true;
-}
+// The components of an element written as W and read as R; a short read leaves the element.
+template <class E, class W, class R>
+struct CompWire {
+    static constexpr size_t kMinBytes = Traits<E>::N * sizeof(R);
+    static void write(Harnel::obinstream& out, const E& e) {
+        W v[Traits<E>::N];
+        Traits<E>::toComps(e, v);
+        for (W c : v) out << c;
+    }
+    static bool read(Harnel::ibinstream& in, E& e) {
+        R v[Traits<E>::N];
+        for (R& c : v) in >> c;
+        if (in.fail()) return false;
+        Traits<E>::fromComps(e, v);
+        return true;
+    }
+};
 
 }  // namespace
 
 template <class E, class W, class R>
 std::string SFBin<E, W, R>::getBin(const F& f, int) {
-    return syntax::toBin([&](Harnel::obinstream& out) { writeElement<E, W>(out, f.getValue()); });
+    return numtext::writeValue<CompWire<E, W, R>>(f.getValue());
 }
 
 template <class E, class W, class R>
 void SFBin<E, W, R>::setBin(F& f, const std::string& data) {
-    syntax::fromBin(data, [&](Harnel::ibinstream& in) {
-        E element = f.getValue();
-        if (readElement<E, R>(in, element)) f.setValue(element);
-    });
+    E element = f.getValue();
+    if (numtext::readValue<CompWire<E, W, R>>(data, element)) f.setValue(element);
 }
 
 template <class E, class W, class R>
 std::string MFBin<E, W, R>::getBin(const F& f, int) {
-    return syntax::toBin([&](Harnel::obinstream& out) {
-        const std::vector<E>& values = f.getValue();
-        out << long(values.size());
-        for (const E& e : values) writeElement<E, W>(out, e);
-    });
+    return numtext::writeCounted<CompWire<E, W, R>>(f.getValue());
 }
 
+// Without even a count the list is left as it was.
 template <class E, class W, class R>
 void MFBin<E, W, R>::setBin(F& f, const std::string& data) {
-    syntax::fromBin(data, [&](Harnel::ibinstream& in) {
-        long count = 0;
-        in >> count;
-        if (in.fail()) return;
-        std::vector<E>& values = f.editValue();
-        values.clear();
-        // The count is not trusted: elements are read while the bytes last.
-        for (long i = 0; i < count; ++i) {
-            E element;
-            if (!readElement<E, R>(in, element)) break;
-            values.push_back(element);
-        }
-    });
+    std::vector<E> values;
+    if (numtext::readCounted<CompWire<E, W, R>>(data, values)) f.editValue() = std::move(values);
 }
 
 template <class E, class W, class R>
 std::string MFBin<E, W, R>::get1Bin(const F& f, int index) {
-    const std::vector<E>& values = f.getValue();
-    if (index < 0 || size_t(index) >= values.size()) return std::string();
-    return syntax::toBin([&](Harnel::obinstream& out) { writeElement<E, W>(out, values[index]); });
+    return numtext::writeElement<CompWire<E, W, R>>(f.getValue(), index);
 }
 
 template <class E, class W, class R>
 void MFBin<E, W, R>::set1Bin(F& f, int index, const std::string& data) {
-    std::vector<E>& values = f.editValue();
-    if (index < 0 || size_t(index) >= values.size()) return;
-    syntax::fromBin(data, [&](Harnel::ibinstream& in) {
-        E element = values[index];
-        if (readElement<E, R>(in, element)) values[index] = element;
-    });
+    numtext::readElement<CompWire<E, W, R>>(f.editValue(), index, data);
 }
 
 // ---------------------------------------------------------------------------------------------
