@@ -136,7 +136,7 @@ TEST(ImageTextRead, IncompleteHeaderLeavesTheImageAsItWas) {
 // A header must not make us allocate what it claims when that is absurd.
 TEST(ImageTextRead, AbsurdHeadersAreRefusedWithoutAllocating) {
     const std::string huge = std::to_string(~0ul);
-    for (std::string text : {std::string("100000 100000 4 0x01"), std::string("4097 4096 4"),
+    for (std::string text : {std::string("8193 8192 1"), std::string("4097 4096 4"),
                              huge + " " + huge + " 1", huge + " 2 3", std::string("-1 1 1"),
                              std::string("0 2147483647 1"), std::string("20000000 0 4")}) {
         SCOPED_TRACE(text);
@@ -150,16 +150,12 @@ TEST(ImageTextRead, AbsurdHeadersAreRefusedWithoutAllocating) {
         ASSERT_NE(image.getData(), nullptr);
         EXPECT_FALSE(image.getData()->isValid());
     }
-}
-
-TEST(ImageTextRead, LargestAllowedImageIsAccepted) {
-    Image image;
     // 8192 x 8192 luminance is exactly the limit.
+    Image image;
     EXPECT_TRUE(image.set("8192 8192 1 0x7f", nullptr));
     ASSERT_TRUE(image.getData()->isValid());
     EXPECT_EQ(image.getData()->getSize(), Image::kMaxTextBytes);
     EXPECT_EQ(image.getData()->getPixel()[0], 0x7f);
-    EXPECT_FALSE(image.set("8193 8192 1", nullptr));
 }
 
 TEST(ImageTextWrite, EmptyImageFirstLayerAndHexStream) {
@@ -204,17 +200,6 @@ TEST(ImageTextRoundTrip, RandomImages) {
 
 // --- MFImage ------------------------------------------------------------------------------------
 
-TEST(MFImageText, ReadsImagesUntilTheTextEnds) {
-    NodeHolder owner;
-    Kalvex::MFImage field(*owner.node);
-    field.setValueByStr("1 1 1 0xff 2 1 3 0x010203 0x040506");
-    ASSERT_EQ(field.size(), 2u);
-    EXPECT_EQ(pixels(field.getValue().front()), std::vector<std::uint8_t>{0xff});
-    EXPECT_EQ(pixels(field.getValue().back()), (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6}));
-    std::string out;
-    EXPECT_EQ(field.getStrValue(out), "1 1 1 0xff 2 1 3 0x010203 0x040506");
-}
-
 TEST(MFImageText, HeadersAfterTheFirstImageAreHexadecimal) {
     NodeHolder owner;
     Kalvex::MFImage field(*owner.node);
@@ -223,6 +208,7 @@ TEST(MFImageText, HeadersAfterTheFirstImageAreHexadecimal) {
     text += " 12 2 4";
     field.setValueByStr(text.c_str());
     ASSERT_EQ(field.size(), 3u);
+    EXPECT_EQ(pixels(field.getValue().front()), std::vector<std::uint8_t>{1});
     std::string out;
     field.getStrValue(out);
     std::string expected = "1 1 1 0x01 10 1 1 0x01";
@@ -232,67 +218,45 @@ TEST(MFImageText, HeadersAfterTheFirstImageAreHexadecimal) {
     EXPECT_EQ(out, expected);
 }
 
-TEST(MFImageText, ClearsFirstAndKeepsOnlyCompleteHeaders) {
-    NodeHolder owner;
-    Kalvex::MFImage field(*owner.node);
-    field.setValueByStr("1 1 1 0x01");
-    ASSERT_EQ(field.size(), 1u);
-    for (const char* text : std::vector<const char*>{"", "  \n ", "7 7", nullptr}) {
-        field.setValueByStr("1 1 1 0x01");
-        field.setValueByStr(text);
-        EXPECT_EQ(field.size(), 0u) << (text ? text : "null");
-    }
-    field.setValueByStr("1 1 1 0x01 2 2");
-    EXPECT_EQ(field.size(), 1u);
-    // Text that is no number ends the list.
-    field.setValueByStr("1 1 1 0x01 junk 1 1 1 0x02");
-    EXPECT_EQ(field.size(), 1u);
-    std::string out = "untouched";
-    Kalvex::MFImage empty(*owner.node);
-    EXPECT_EQ(empty.getStrValue(out), "");
-}
-
-TEST(MFImageText, InvalidImageInTheMiddleWritesNothingButItsBlank) {
+TEST(MFImageText, ClearsFirstKeepsCompleteHeadersAndRefusesAdd) {
     KalvexTest::LogCapture log;
     NodeHolder owner;
     Kalvex::MFImage field(*owner.node);
+    // Text: how many images it leaves (a blank, an incomplete header, no number all end it).
+    const std::pair<const char*, unsigned> cases[] = {
+        {"", 0},      {"  \n ", 0},          {"7 7", 0},
+        {nullptr, 0}, {"1 1 1 0x01 2 2", 1}, {"1 1 1 0x01 junk 1 1 1 0x02", 1}};
+    for (const auto& [text, size] : cases) {
+        field.setValueByStr("1 1 1 0x01 1 1 1 0x02");
+        field.setValueByStr(text);
+        EXPECT_EQ(field.size(), size) << (text ? text : "null");
+    }
+    EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalitySingle), nullptr);
+    EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalityMulti), nullptr);
+    EXPECT_EQ(field.size(), 1u);
+    EXPECT_EQ(log.count("Not impl. \n"), 2);
+
+    // An invalid image in the middle writes nothing but its blank.
     field.setValueByStr("1 1 1 0x01 1 1 5 0x02 1 1 1 0x03");
     ASSERT_EQ(field.size(), 3u);
     std::string out;
-    field.getStrValue(out);
-    EXPECT_EQ(out, "1 1 1 0x01  1 1 1 0x03");
+    EXPECT_EQ(field.getStrValue(out), "1 1 1 0x01  1 1 1 0x03");
     EXPECT_EQ(log.count("Invalid PixelFormat"), 1);
-}
-
-TEST(MFImageText, AddValueByStrIsRefusedInBothModes) {
-    KalvexTest::LogCapture log;
-    NodeHolder owner;
-    Kalvex::MFImage field(*owner.node);
-    EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalitySingle), nullptr);
-    EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalityMulti), nullptr);
-    EXPECT_EQ(field.size(), 0u);
-    EXPECT_EQ(log.count("Not impl. \n"), 2);
+    field.setValueByStr("");
+    EXPECT_EQ(field.getStrValue(out), "");
 }
 
 // --- Fuzz ---------------------------------------------------------------------------------------
 
 std::string mutate(std::string text, std::mt19937& rng) {
     static const char alphabet[] = "0123456789xXaAfF+-, \t\n\r;.z";
-    const int edits = 1 + int(rng() % 4);
-    for (int e = 0; e < edits; ++e) {
-        const std::size_t at = text.empty() ? 0 : rng() % (text.size() + 1);
+    for (unsigned e = 0, edits = 1 + rng() % 4; e < edits; ++e) {
+        const std::size_t at = rng() % (text.size() + 1);
         const char c = alphabet[rng() % (sizeof(alphabet) - 1)];
-        switch (rng() % 3) {
-            case 0:
-                text.insert(text.begin() + std::ptrdiff_t(at), c);
-                break;
-            case 1:
-                if (at < text.size()) text.erase(at, 1);
-                break;
-            default:
-                if (at < text.size()) text[at] = c;
-                break;
-        }
+        const unsigned kind = rng() % 3;
+        if (kind == 0) text.insert(at, 1, c);
+        if (kind == 1 && at < text.size()) text.erase(at, 1);
+        if (kind == 2 && at < text.size()) text[at] = c;
     }
     return text;
 }
@@ -303,7 +267,6 @@ TEST(ImageTextFuzz, MutatedAndRandomTextNeverBreaksTheFields) {
     Kalvex::SFImage single(*owner.node);
     Kalvex::MFImage multi(*owner.node);
     const std::vector<std::string> seeds = {"2 1 1 0xFF 0x00",
-                                            "1 1 3 0xFF0000",
                                             "2 2 4 0x01020304 4 5 6",
                                             "3 1 2 1 2 3",
                                             "1 1 1 0x01 2 1 3 0x010203 0x040506",
