@@ -117,7 +117,8 @@ class FieldCore : public ::testing::Test {
         resetMarks();
     }
     void TearDown() override {
-        node->_nodeLinkBag.clear();
+        // A test may have let the node die; its fields stay ours to delete.
+        if (nodeAlive) node->_nodeLinkBag.clear();
         fields.clear();
         if (nodeAlive) node->subRef();
     }
