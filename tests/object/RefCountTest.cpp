@@ -148,6 +148,7 @@ TEST(AttachmentBag, UniqueIdsRunOnAndEmptyBagsAreQuiet) {
     EXPECT_EQ(AttachmentBag::createUniqueID(), first + 1);
 
     KalvexTest::LogCapture log;
+    Tracked::Stats stats;  // outlives the bag, whose end releases what it holds
     AttachmentBag bag;
     EXPECT_EQ(bag.getAttachment(3), nullptr);
     bag.delAttachment(3);
@@ -156,7 +157,6 @@ TEST(AttachmentBag, UniqueIdsRunOnAndEmptyBagsAreQuiet) {
     EXPECT_EQ(log.text(), "");
 
     // A null attachment is reported (the text has no line end) and keeps the entry.
-    Tracked::Stats stats;
     Tracked* obj = new Tracked(stats);
     bag.setAttachment(9, nullptr);
     bag.setAttachment(5, obj);
