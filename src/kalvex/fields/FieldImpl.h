@@ -1,9 +1,10 @@
 #pragma once
 // Binds a field template to a codec: a struct of static functions that give one class its text
 // and binary forms. A codec provides what its class implements; what it leaves out falls back
-// to the shared behaviour below (the template's own rule, or a "not imp" report).
+// to the shared behaviour (the template's own rule, or a "not imp" report).
 //
-// Codec functions, each optional, with F the template base of the class:
+// Codec functions, with F the template base of the class; every codec has the first two, the
+// others are optional:
 //   void setStr(F&, const char*)                         setValueByStr
 //   void getStr(const F&, std::string&)                   getStrValue
 //   const char* addStr(F&, const char*, Field::Cardinality)

@@ -11,24 +11,18 @@ namespace Kalvex {
 
 template <class Base, class Codec>
 void FieldImpl<Base, Codec>::setValueByStr(const char* text) {
-    if constexpr (requires(Base& f) { Codec::setStr(f, text); })
-        Codec::setStr(*this, text);
-    else
-        KFATAL("%s::setValueByStr() is not imp\n", this->dataTypeName());
+    Codec::setStr(*this, text);
 }
 
 template <class Base, class Codec>
 std::string& FieldImpl<Base, Codec>::getStrValue(std::string& out) const {
-    if constexpr (requires(const Base& f) { Codec::getStr(f, out); })
-        Codec::getStr(*this, out);
-    else
-        KFATAL("%s::getStrValue() is not imp\n", this->dataTypeName());
+    Codec::getStr(*this, out);
     return out;
 }
 
 template <class Base, class Codec>
 const char* FieldImpl<Base, Codec>::addValueByStr(const char* text, Field::Cardinality mode) {
-    if constexpr (requires(Base& f) { Codec::addStr(f, text, mode); })
+    if constexpr (requires(Base & f) { Codec::addStr(f, text, mode); })
         return Codec::addStr(*this, text, mode);
     else if constexpr (Base::kSingle)
         return Base::addValueByStr(text, mode);
@@ -48,7 +42,7 @@ std::string FieldImpl<Base, Codec>::getBinValue(int component) const {
 
 template <class Base, class Codec>
 void FieldImpl<Base, Codec>::setValueByBin(const std::string& data) {
-    if constexpr (requires(Base& f) { Codec::setBin(f, data); })
+    if constexpr (requires(Base & f) { Codec::setBin(f, data); })
         Codec::setBin(*this, data);
     else
         KFATAL("%s::setValueByBin() is not imp\n", this->dataTypeName());
@@ -66,7 +60,7 @@ std::string FieldImpl<Base, Codec>::get1ValueAsBin(int index) const {
 
 template <class Base, class Codec>
 void FieldImpl<Base, Codec>::set1ValueByBin(int index, const std::string& data) {
-    if constexpr (requires(Base& f) { Codec::set1Bin(f, index, data); })
+    if constexpr (requires(Base & f) { Codec::set1Bin(f, index, data); })
         Codec::set1Bin(*this, index, data);
     else if constexpr (Base::kSingle)
         Base::set1ValueByBin(index, data);
@@ -77,7 +71,7 @@ void FieldImpl<Base, Codec>::set1ValueByBin(int index, const std::string& data) 
 // Raw buffer forms: no class has them, but the image's restore and the silent wildcards.
 template <class Base, class Codec>
 void FieldImpl<Base, Codec>::setValueByBin(unsigned char* data, unsigned int size) {
-    if constexpr (requires(Base& f) { Codec::setRaw(f, data, size); })
+    if constexpr (requires(Base & f) { Codec::setRaw(f, data, size); })
         Codec::setRaw(*this, data, size);
     else if constexpr (!requires { Codec::rawSilent; })
         KFATAL("%s setValueByBin not Impl\n", (std::string(this->dataTypeName()) + ".cpp").c_str());
@@ -99,7 +93,7 @@ unsigned int FieldImpl<Base, Codec>::getBinValue(unsigned char*) {
 
 template <class Base, class Codec>
 bool FieldImpl<Base, Codec>::setValueByField(const Field& other, ConvertParam* param) {
-    if constexpr (requires(Base& f) { Codec::setField(f, other, param); })
+    if constexpr (requires(Base & f) { Codec::setField(f, other, param); })
         return Codec::setField(*this, other, param);
     // Same template instance: a plain copy (SFTime and SFDouble share one).
     if (const auto* same = dynamic_cast<const Base*>(&other)) {
