@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <chrono>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -70,81 +70,41 @@ struct TextCase {
 std::string show(const TextCase& c) {
     return std::string(FieldType::dataTypeName(c.type)) + " from >" + (c.in ? c.in : "null") + "<";
 }
-
 TEST_F(ScalarFieldTest, TextInTextOut) {
+    // clang-format off
     const TextCase cases[] = {
         // SFBool by first character; a plus sign or a blank is not among them.
-        {SFBoolType, "yes", "TRUE"},
-        {SFBoolType, "No", "FALSE"},
-        {SFBoolType, "0.0", "FALSE"},
-        {SFBoolType, "-0.5", "TRUE"},
-        {SFBoolType, "+1", "FALSE"},
-        {SFBoolType, " TRUE", "FALSE"},
-        {SFBoolType, nullptr, "FALSE"},
+        {SFBoolType, "yes", "TRUE"}, {SFBoolType, "No", "FALSE"}, {SFBoolType, "0.0", "FALSE"}, {SFBoolType, "-0.5", "TRUE"},
+        {SFBoolType, "+1", "FALSE"}, {SFBoolType, " TRUE", "FALSE"}, {SFBoolType, nullptr, "FALSE"},
         // SFInt32: strtol base 10; SFFloat, SFDouble "%g"; SFTime "%.16g".
-        {SFInt32Type, "  +5", "5"},
-        {SFInt32Type, "0x10", "0"},
-        {SFInt32Type, "3000000000", "-1294967296"},
-        {SFInt32Type, nullptr, "0"},
-        {SFFloatType, "  -2.5e-3x", "-0.0025"},
-        {SFFloatType, "0x1p4", "16"},
-        {SFFloatType, "1e40", "inf"},
-        {SFFloatType, "1;2", "1"},
-        {SFFloatType, nullptr, "0"},
-        {SFDoubleType, "123456789", "1.23457e+08"},
-        {SFTimeType, "123456789.125", "123456789.125"},
-        {SFTimeType, "-inf", "-inf"},
-        {SFTimeType, nullptr, "0"},
+        {SFInt32Type, "  +5", "5"}, {SFInt32Type, "0x10", "0"}, {SFInt32Type, "3000000000", "-1294967296"}, {SFInt32Type, nullptr, "0"},
+        {SFFloatType, "  -2.5e-3x", "-0.0025"}, {SFFloatType, "0x1p4", "16"}, {SFFloatType, "1e40", "inf"}, {SFFloatType, "1;2", "1"},
+        {SFFloatType, nullptr, "0"}, {SFDoubleType, "123456789", "1.23457e+08"}, {SFTimeType, "123456789.125", "123456789.125"},
+        {SFTimeType, "-inf", "-inf"}, {SFTimeType, nullptr, "0"},
         // SFString as it stands; SFQubit compares the whole text.
-        {SFStringType, "a \"b\" \\c", "a \"b\" \\c"},
-        {SFStringType, nullptr, ""},
-        {SFQubitType, "TRUE", "ON"},
-        {SFQubitType, "OFF", "OFF"},
-        {SFQubitType, "", "UNSET"},
-        {SFQubitType, "on", "UNSET"},
+        {SFStringType, "a \"b\" \\c", "a \"b\" \\c"}, {SFStringType, nullptr, ""},
+        {SFQubitType, "TRUE", "ON"}, {SFQubitType, "OFF", "OFF"}, {SFQubitType, "", "UNSET"}, {SFQubitType, "on", "UNSET"},
         // Lists: token set, fixed 6 (MFFloat), fixed 12 (MFDouble), default (MFTime), decimal.
-        {MFFloatType, "1;2 3", "1.000000, 3.000000"},
-        {MFFloatType, "abc 2", "0.000000, 2.000000"},
-        {MFFloatType, ",,\t\r\n 0.1 ,", "0.100000"},
-        {MFFloatType, nullptr, ""},
-        {MFInt32Type, "1 -2 +3 0x4 5.9", "1, -2, 3, 0, 5"},
-        {MFInt32Type, "2147483648", "-2147483648"},
-        {MFDoubleType, "0.5 1e-3", "0.500000000000, 0.001000000000"},
-        {MFTimeType, "1.5 1234567 0.1 -0", "1.5, 1.23457e+06, 0.1, -0"},
-        {MFBoolType, "TRUE false, yes\t0\n1", "TRUE, FALSE, TRUE, FALSE, TRUE"},
-        {MFBoolType, nullptr, ""},
+        {MFFloatType, "1;2 3", "1.000000, 3.000000"}, {MFFloatType, "abc 2", "0.000000, 2.000000"},
+        {MFFloatType, ",,\t\r\n 0.1 ,", "0.100000"}, {MFFloatType, nullptr, ""},
+        {MFInt32Type, "1 -2 +3 0x4 5.9", "1, -2, 3, 0, 5"}, {MFInt32Type, "2147483648", "-2147483648"},
+        {MFDoubleType, "0.5 1e-3", "0.500000000000, 0.001000000000"}, {MFTimeType, "1.5 1234567 0.1 -0", "1.5, 1.23457e+06, 0.1, -0"},
+        {MFBoolType, "TRUE false, yes\t0\n1", "TRUE, FALSE, TRUE, FALSE, TRUE"}, {MFBoolType, nullptr, ""},
         // MFString: the first quote decides; escapes; the unquoted form; open strings dropped.
-        {MFStringType, "\"a\\\"b\" \"c\\\\d\"", "\"a\\\"b\" \"c\\\\d\""},
-        {MFStringType, "a;b\tc", "\"a\" \"b\" \"c\""},
-        {MFStringType, "\"one\" \"open", "\"one\""},
-        {MFStringType, "'it\"s'", "\"it\\\"s\""},
-        {MFStringType, "\"a\\nb\"", "\"a\\\\nb\""},
-        {MFStringType, "junk \"a\" junk", "\"a\""},
-        {MFStringType, nullptr, ""},
+        {MFStringType, "\"a\\\"b\" \"c\\\\d\"", "\"a\\\"b\" \"c\\\\d\""}, {MFStringType, "a;b\tc", "\"a\" \"b\" \"c\""},
+        {MFStringType, "\"one\" \"open", "\"one\""}, {MFStringType, "'it\"s'", "\"it\\\"s\""},
+        {MFStringType, "\"a\\nb\"", "\"a\\\\nb\""}, {MFStringType, "junk \"a\" junk", "\"a\""}, {MFStringType, nullptr, ""},
         // MFQubit: each value compares the whole rest of the text; names run together.
-        {MFQubitType, "FALSE", "OFF"},
-        {MFQubitType, "ON OFF", "UNSETOFF "},
-        {MFQubitType, nullptr, ""}};
-    for (const TextCase& c : cases) EXPECT_EQ(reprint(c.type, c.in), c.out) << show(c);
-}
-
-// Print, read, print: stable for every class whose text reads back, and equal values too.
-TEST_F(ScalarFieldTest, TextRoundTrips) {
-    const TextCase cases[] = {{MFBoolType, "TRUE FALSE TRUE", nullptr},
-                              {SFInt32Type, "-2147483648", nullptr},
-                              {MFInt32Type, "1 -2 2147483647", nullptr},
-                              {SFFloatType, "3.14159", nullptr},
-                              {MFFloatType, "0.1 -1e-7 3e38 -0", nullptr},
-                              {MFDoubleType, "0.1 1e-13 -12345.678", nullptr},
-                              {SFTimeType, "1234567890.123456", nullptr},
-                              {MFTimeType, "0.1 1e300 -5e-300", nullptr},
-                              {SFStringType, "\"quoted\" \\ text", nullptr},
-                              {SFQubitType, "OFF", nullptr},
-                              {MFQubitType, "UNSET", nullptr}};
+        {MFQubitType, "FALSE", "OFF"}, {MFQubitType, "ON OFF", "UNSETOFF "}, {MFQubitType, nullptr, ""}};
+    // clang-format on
+    KalvexTest::LogCapture log;  // text parsing never reports
     for (const TextCase& c : cases) {
-        std::string first = reprint(c.type, c.in);
-        EXPECT_EQ(reprint(c.type, first.c_str()), first) << show(c);
+        EXPECT_EQ(reprint(c.type, c.in), c.out) << show(c);
+        if (c.type != MFQubitType) {
+            EXPECT_EQ(reprint(c.type, c.out), c.out) << show(c);  // print, read, print is stable
+        }
     }
+    EXPECT_EQ(log.text(), "");
     auto& s = make<MFString>();
     s.editValue() = {"plain", "with \"quotes\"", "back\\slash", "", "'single'", "tail\\"};
     auto& back = make<MFString>();
@@ -155,30 +115,31 @@ TEST_F(ScalarFieldTest, TextRoundTrips) {
     EXPECT_EQ(std::strtod(text(t).c_str(), nullptr), t.getValue());
 }
 
-// ---------------------------------------------------------------------------------------------
-// addValueByStr
-
-TEST_F(ScalarFieldTest, StreamingPieces) {
-    struct Piece {
-        NodePartDataType type;
-        const char* in;
-        int rest;  // offset of the answer, -1 for null
-        const char* out;
-    };
-    const Piece cases[] = {
-        {MFFloatType, "1.5, 2.", 5, "1.500000"},
-        {MFFloatType, " ;\t", -1, ""},
-        {MFFloatType, "4 x 5", 2, "4.000000"},
+// addValueByStr in both modes: the remainder's offset (-1 for null) and the value after.
+TEST_F(ScalarFieldTest, AddValuePieces) {
+    const auto multi = Field::CardinalityMulti, single = Field::CardinalitySingle;
+    // clang-format off
+    const struct { NodePartDataType type; Field::Cardinality mode; const char* in; int rest; const char* out; } cases[] = {
+        {MFFloatType, multi, "1.5, 2.", 5, "1.500000"}, {MFFloatType, multi, " ;\t", -1, ""}, {MFFloatType, multi, "4 x 5", 2, "4.000000"},
         // strtod stops before an exponent's bare e: the mantissa is stored, the e comes back.
-        {MFDoubleType, "2 1e", 3, "2.000000000000, 1.000000000000"},
-        {MFInt32Type, "7 8", 2, "7"}};
-    for (const Piece& c : cases) {
+        {MFDoubleType, multi, "2 1e", 3, "2.000000000000, 1.000000000000"}, {MFInt32Type, multi, "7 8", 2, "7"},
+        {MFFloatType, multi, nullptr, -1, ""},
+        // The single mode appends one value and answers null.
+        {MFDoubleType, single, "1.5 2", -1, "1.500000000000"}, {MFTimeType, single, "2.5, 3", -1, "2.5"},
+        {MFInt32Type, single, nullptr, -1, "0"}, {MFBoolType, single, "yes no", -1, "TRUE"},
+        {MFStringType, single, "a \"b\"", -1, "\"a \\\"b\\\"\""}, {MFStringType, single, nullptr, -1, "\"\""},
+        {MFQubitType, single, "OFF ", -1, "UNSET"},
+        // MFFloat loops over a list of numbers and stops at the first that is none.
+        {MFFloatType, single, "1 2,3,,4", -1, "1.000000, 2.000000, 3.000000, 4.000000"},
+        {MFFloatType, single, "5 abc 6", -1, "5.000000"}, {MFFloatType, single, nullptr, -1, "0.000000"},
+        {SFFloatType, single, "2.5 3", -1, "2.5"}};  // single fields ignore the mode
+    // clang-format on
+    for (const auto& c : cases) {
         Field* f = make(c.type);
-        const char* rest = f->addValueByStr(c.in, Field::CardinalityMulti);
-        EXPECT_EQ(rest ? rest - c.in : -1, c.rest) << c.in;
-        EXPECT_EQ(text(*f), c.out) << c.in;
+        const char* rest = f->addValueByStr(c.in, c.mode);
+        EXPECT_EQ(rest ? rest - c.in : -1, c.rest) << (c.in ? c.in : "null");
+        EXPECT_EQ(text(*f), c.out) << (c.in ? c.in : "null");
     }
-    EXPECT_EQ(make(MFFloatType)->addValueByStr(nullptr, Field::CardinalityMulti), nullptr);
 }
 
 // Two pieces, the remainder of the first put in front of the second, read as the whole text
@@ -203,49 +164,16 @@ TEST_F(ScalarFieldTest, StreamingSplitAtEveryPosition) {
     }
 }
 
-TEST_F(ScalarFieldTest, SingleModeAppendsOneValue) {
-    const TextCase cases[] = {
-        {MFDoubleType, "1.5 2", "1.500000000000"},
-        {MFTimeType, "2.5, 3", "2.5"},
-        {MFInt32Type, nullptr, "0"},
-        {MFBoolType, "yes no", "TRUE"},
-        {MFStringType, "a \"b\"", "\"a \\\"b\\\"\""},
-        {MFStringType, nullptr, "\"\""},
-        {MFQubitType, "OFF ", "UNSET"},
-        // MFFloat loops over a list of numbers and stops at the first that is none.
-        {MFFloatType, "1 2,3,,4", "1.000000, 2.000000, 3.000000, 4.000000"},
-        {MFFloatType, "5 abc 6", "5.000000"},
-        {MFFloatType, nullptr, "0.000000"},
-        {SFFloatType, "2.5 3", "2.5"},  // single fields ignore the mode
-    };
-    for (const TextCase& c : cases) {
-        Field* f = make(c.type);
-        EXPECT_EQ(f->addValueByStr(c.in, Field::CardinalitySingle), nullptr);
-        EXPECT_EQ(text(*f), c.out) << show(c);
-    }
-}
-
-// ---------------------------------------------------------------------------------------------
-// Binary forms
-
-TEST_F(ScalarFieldTest, BinaryRoundTripsAndSizes) {
-    struct BinCase {
-        NodePartDataType type;
-        const char* in;
-        size_t bytes;
-    };
-    const BinCase cases[] = {{SFBoolType, "TRUE", 1},
-                             {SFInt32Type, "-123456", 8},
-                             {SFFloatType, "0.1", 4},
-                             {SFDoubleType, "0.1", 8},
-                             {SFTimeType, "1e-300", 8},
-                             {SFStringType, "with \"quotes\"", 4 + 13},
-                             {MFFloatType, "1 -0.5 3e38", 20},
-                             {MFDoubleType, "0.1 -1e300", 24},
-                             {MFTimeType, "5", 16},
-                             {MFStringType, "\"a\" \"\" \"ccc\"", 8 + 5 + 4 + 7},
-                             {MFFloatType, "", 8}};
-    for (const BinCase& c : cases) {
+// Whole and element binary forms: sizes, round trips, out-of-range indices.
+TEST_F(ScalarFieldTest, BinaryRoundTrips) {
+    // clang-format off
+    const struct { NodePartDataType type; const char* in; size_t bytes; } cases[] = {
+        {SFBoolType, "TRUE", 1}, {SFInt32Type, "-123456", 8}, {SFFloatType, "0.1", 4}, {SFDoubleType, "0.1", 8},
+        {SFTimeType, "1e-300", 8}, {SFStringType, "with \"quotes\"", 4 + 13}, {MFFloatType, "1 -0.5 3e38", 20},
+        {MFDoubleType, "0.1 -1e300", 24}, {MFTimeType, "5", 16}, {MFStringType, "\"a\" \"\" \"ccc\"", 8 + 5 + 4 + 7},
+        {MFFloatType, "", 8}};
+    // clang-format on
+    for (const auto& c : cases) {
         Field* f = make(c.type);
         f->setValueByStr(c.in);
         std::string bin = f->getBinValue(-1);
@@ -254,21 +182,6 @@ TEST_F(ScalarFieldTest, BinaryRoundTripsAndSizes) {
         g->setValueByBin(bin);
         EXPECT_TRUE(g->equalValue(*f)) << FieldType::dataTypeName(c.type);
     }
-}
-
-// MFInt32 writes longs and reads ints: the whole list does not read back, one element does.
-TEST_F(ScalarFieldTest, MFInt32WritesLongsReadsInts) {
-    auto& f = make<MFInt32>();
-    f.setValueByStr("5 -3");
-    EXPECT_EQ(f.getBinValue(-1).size(), 8u + 16u);
-    auto& g = make<MFInt32>();
-    g.setValueByBin(f.getBinValue(-1));
-    EXPECT_EQ(g.getValue(), std::vector<int>({5, 0}));  // the low half of 5, then its high half
-    g.set1ValueByBin(1, f.get1ValueAsBin(1));
-    EXPECT_EQ(g.getValue(), std::vector<int>({5, -3}));
-}
-
-TEST_F(ScalarFieldTest, ElementBinaryForms) {
     for (NodePartDataType type : {MFFloatType, MFDoubleType, MFTimeType, MFStringType}) {
         Field* f = make(type);
         f->setValueByStr("1 2 3");
@@ -276,44 +189,45 @@ TEST_F(ScalarFieldTest, ElementBinaryForms) {
         g->setValueByStr("7 8 9");
         for (int i = 0; i < 3; ++i) g->set1ValueByBin(i, f->get1ValueAsBin(i));
         EXPECT_TRUE(g->equalValue(*f)) << FieldType::dataTypeName(type) << ": " << text(*g);
-        EXPECT_EQ(f->get1ValueAsBin(3), "");
-        EXPECT_EQ(f->get1ValueAsBin(-1), "");
+        EXPECT_EQ(f->get1ValueAsBin(3) + f->get1ValueAsBin(-1), "");
         g->set1ValueByBin(17, f->get1ValueAsBin(0));
         EXPECT_EQ(g->size(), 3u);
     }
-    auto& s = make<SFFloat>();  // single fields hand both to the whole value
-    s.setValue(4.5f);
-    auto& s2 = make<SFFloat>();
-    s2.set1ValueByBin(99, s.get1ValueAsBin(12));
-    EXPECT_EQ(s2.getValue(), 4.5f);
 }
 
-TEST_F(ScalarFieldTest, CorruptBinaryIsBounded) {
+// MFInt32 writes longs and reads ints: the whole list does not read back, one element does.
+// Corrupt counts and short data read what the bytes hold.
+TEST_F(ScalarFieldTest, BinaryAsymmetryAndCorruptData) {
+    auto& n = make<MFInt32>();
+    n.setValueByStr("5 -3");
+    EXPECT_EQ(n.getBinValue(-1).size(), 8u + 16u);
+    auto& m = make<MFInt32>();
+    m.setValueByBin(n.getBinValue(-1));
+    EXPECT_EQ(m.getValue(), std::vector<int>({5, 0}));  // the low half of 5, then its high half
+    m.set1ValueByBin(1, n.get1ValueAsBin(1));
+    EXPECT_EQ(m.getValue(), std::vector<int>({5, -3}));
+
     auto& f = make<MFDouble>();
     f.setValueByStr("1 2 3");
     const std::string bin = f.getBinValue(-1);
     auto& g = make<MFDouble>();
-    std::string huge = bin;
-    huge[6] = 0x7f;  // a count far beyond the data: what the bytes hold
-    g.setValueByBin(huge);
-    EXPECT_EQ(g.getValue(), std::vector<double>({1, 2, 3}));
-    g.setValueByBin(bin.substr(0, bin.size() - 3));  // truncated: the whole elements
-    EXPECT_EQ(g.getValue(), std::vector<double>({1, 2}));
-    std::string negative = bin;
+    std::string huge = bin, negative = bin;
+    huge[6] = 0x7f;  // a count far beyond the data
     negative[7] = char(0x80);
-    g.setValueByBin(negative);
-    EXPECT_TRUE(g.getValue().empty());
-    g.setValueByBin(bin);
-    g.setValueByBin(std::string("\x01\x02", 2));  // no count: the list empties
-    EXPECT_TRUE(g.getValue().empty());
-
+    const std::pair<std::string, std::vector<double>> cases[] = {
+        {huge, {1, 2, 3}},
+        {bin.substr(0, bin.size() - 3), {1, 2}},
+        {negative, {}},
+        {bin, {1, 2, 3}},
+        {std::string("\x01\x02", 2), {}}};  // no count: the list empties
+    for (const auto& [data, values] : cases) {
+        g.setValueByBin(data);
+        EXPECT_EQ(g.getValue(), values);
+    }
     auto& s = make<MFString>();
     s.setValueByBin(std::string("\xff\xff\xff\xff\xff\xff\xff\x0f", 8) + std::string(40, 'A'));
     EXPECT_LE(s.size(), 10u);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Reports
 
 TEST_F(ScalarFieldTest, NotImplementedForms) {
     KalvexTest::LogCapture log;
@@ -327,10 +241,8 @@ TEST_F(ScalarFieldTest, NotImplementedForms) {
         f->setValueByBin(std::string("\x01", 1));
         EXPECT_EQ(log.count(name + "::getBinValue() is not imp\n"), qubitOrMFBool) << name;
         EXPECT_EQ(log.count(name + "::setValueByBin() is not imp\n"), qubitOrMFBool) << name;
-        if (qubitOrMFBool) {
-            EXPECT_EQ(f->size(), 1u);
-        }
         if (qubitOrMFBool && FieldType::isMultiField(type)) {
+            EXPECT_EQ(f->size(), 1u);
             EXPECT_EQ(f->get1ValueAsBin(0), "");
             f->set1ValueByBin(0, "x");
             EXPECT_TRUE(log.contains(name + "::get1ValueByBin() is not imp\n"));
@@ -342,9 +254,8 @@ TEST_F(ScalarFieldTest, NotImplementedForms) {
         EXPECT_EQ(f->getBinSize(), 0u);
         EXPECT_EQ(f->getBinValue(buffer), 0u);
         f->setValueByBin(buffer, sizeof(buffer));
-        EXPECT_EQ(log.count(" getBinSize not Impl\n"), 1) << name;
-        EXPECT_EQ(log.count(" getBinValue not Impl\n"), 1) << name;
-        EXPECT_EQ(log.count(" setValueByBin not Impl\n"), 1) << name;
+        for (const char* form : {"getBinSize", "getBinValue", "setValueByBin"})
+            EXPECT_EQ(log.count(std::string(" ") + form + " not Impl\n"), 1) << name << form;
     }
     log.clear();
     EXPECT_EQ(make(MFBoolType)->addValueByStr("TRUE", Field::CardinalityMulti), nullptr);
@@ -357,16 +268,6 @@ TEST_F(ScalarFieldTest, NotImplementedForms) {
     EXPECT_TRUE(
         log.contains("T.NoName MFString::addValueByStr() for partial data not impl. \n"
                      " >\"abc\"<\n"));
-}
-
-TEST_F(ScalarFieldTest, TextParsingIsSilent) {
-    KalvexTest::LogCapture log;
-    for (NodePartDataType type : kScalarTypes) {
-        Field* f = make(type);
-        f->setValueByStr("garbage ;; 1e999999 \"x");
-        text(*f);
-    }
-    EXPECT_EQ(log.text(), "");
 }
 
 // A host that puts a C++ locale in place gets its decimal point in the list texts, as from any
@@ -385,35 +286,7 @@ TEST_F(ScalarFieldTest, ListTextFollowsGlobalStreamLocale) {
     EXPECT_EQ(text(f), "1.500000, 2.000000");
 }
 
-// strtod obeys LC_NUMERIC, and so do the lists. Runs where a comma locale is installed.
-TEST_F(ScalarFieldTest, ListsFollowNumericLocale) {
-    std::string old = std::setlocale(LC_NUMERIC, nullptr);
-    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8") && !std::setlocale(LC_NUMERIC, "de_DE"))
-        GTEST_SKIP() << "no de_DE locale here";
-    auto& d = make<MFDouble>();
-    d.setValueByStr("1.5 -2.25e1 7");
-    auto& s = make<MFDouble>();
-    const char* piece = "3.5 4";
-    const char* rest = s.addValueByStr(piece, Field::CardinalityMulti);
-    std::setlocale(LC_NUMERIC, old.c_str());
-    EXPECT_EQ(d.getValue(), std::vector<double>({1, -2, 7}));
-    EXPECT_EQ(s.getValue(), std::vector<double>({3}));
-    EXPECT_EQ(rest, piece + 1);
-}
-
-// ---------------------------------------------------------------------------------------------
-// The fast paths against the C library on many random numbers, to the bit and to the byte.
-
-std::vector<std::string> split(const std::string& s) {
-    std::vector<std::string> parts(1);
-    for (char c : s) {
-        if (c == '|')
-            parts.emplace_back();
-        else
-            parts.back().push_back(c);
-    }
-    return parts;
-}
+// The fast paths against the C library on random numbers, to the bit and to the byte.
 
 template <class T>
 bool sameBits(T a, T b) {
@@ -426,35 +299,27 @@ std::string format(const char* fmt, double v) {
     return buffer;
 }
 
+// Any bit pattern (NaNs, infinities, huge exponents), denormals, plain numbers, specials.
 double randomDouble(std::mt19937_64& rng) {
-    static const double specials[] = {
-        0.0, -0.0, 1.0, 0.1, 1.7976931348623157e308, 2.2250738585072014e-308, 4.9e-324, 0.5, 1e-7};
+    static const double specials[] = {0.0, -0.0, 0.1, 1.7976931348623157e308, 4.9e-324, 1e-7};
     std::uint64_t bits = rng();
-    switch (bits % 4) {
-        case 0:  // any bit pattern: NaNs, infinities, huge exponents
-            break;
-        case 1:  // denormals
-            bits &= 0x800fffffffffffffULL;
-            break;
-        case 2:
-            return std::uniform_real_distribution<double>(-1e6, 1e6)(rng);
-        default:
-            return specials[rng() % std::size(specials)];
-    }
-    double v;
-    std::memcpy(&v, &bits, sizeof(v));
-    return v;
+    if (bits % 4 == 1) bits &= 0x800fffffffffffffULL;
+    if (bits % 4 == 2) return std::uniform_real_distribution<double>(-1e6, 1e6)(rng);
+    if (bits % 4 == 3) return specials[rng() % std::size(specials)];
+    return std::bit_cast<double>(bits);
 }
 
 // Number texts of every shape strtod knows, and some it half knows.
 std::string randomNumberText(std::mt19937_64& rng) {
-    static const std::vector<std::string> fixed = split(
-        "inf|-INFINITY|nan(123)|0x1.8p3|-0X1P-1074|1e400|-1e-400|.5|5.|1e|1e+|-|.|-.e3|+.5e1|00012."
-        "50|0x|\v3|\f-2|\v|1.e5|9007199254740993|2.4703282292062328e-324|1e-325|0e999999");
+    // clang-format off
+    static const char* const fixed[] = {"inf", "-INFINITY", "nan(123)", "0x1.8p3", "-0X1P-1074", "1e400", "-1e-400", ".5", "5.",
+        "1e", "1e+", "-", ".", "-.e3", "+.5e1", "00012.50", "0x", "\v3", "\f-2", "1.e5", "9007199254740993",
+        "2.4703282292062328e-324", "1e-325", "0e999999"};
+    // clang-format on
     static const char* const formats[] = {"%.17g", "%.3e", "%a", "%f", "%.25g"};
     unsigned pick = rng() % 7;
     if (pick < 5) return format(formats[pick], randomDouble(rng));
-    if (pick == 6) return fixed[rng() % fixed.size()];
+    if (pick == 6) return fixed[rng() % std::size(fixed)];
     std::string s = (rng() % 2) ? "-" : "";  // long mantissas that need exact rounding
     int n = 1 + int(rng() % 60);
     for (int i = 0; i < 2 * n + 1; ++i) s += i == n ? '.' : char('0' + rng() % 10);
@@ -462,27 +327,27 @@ std::string randomNumberText(std::mt19937_64& rng) {
 }
 
 std::string randomIntText(std::mt19937_64& rng) {
-    static const std::vector<std::string> fixed = split(
-        "+12|-|+|0x1f|007|-2147483649|99999999999999999999999|-9223372036854775808|12abc|\v5|1.9");
+    // clang-format off
+    static const char* const fixed[] = {"+12", "-", "0x1f", "007", "-2147483649", "99999999999999999999999",
+                                        "-9223372036854775808", "12abc", "\v5", "1.9"};
+    // clang-format on
     if (rng() % 3 == 0) return std::to_string(std::int64_t(rng()));
     if (rng() % 2) return std::to_string(int(std::uint32_t(rng())));
-    return fixed[rng() % fixed.size()];
+    return fixed[rng() % std::size(fixed)];
 }
 
-std::string join(const std::vector<std::string>& tokens, std::mt19937_64& rng,
-                 const char* delimiters) {
+std::string join(const std::vector<std::string>& tokens, std::mt19937_64& rng, const char* delims) {
     std::string s;
     for (const std::string& t : tokens) {
         s += t;
-        for (int i = 1 + int(rng() % 3); i > 0; --i)
-            s += delimiters[rng() % std::strlen(delimiters)];
+        for (int i = 1 + int(rng() % 3); i > 0; --i) s += delims[rng() % std::strlen(delims)];
     }
     return s;
 }
 
-TEST_F(ScalarFieldTest, ListParsingMatchesStrtodAndStrtol) {
+TEST_F(ScalarFieldTest, ListsReadAsStrtodAndStrtolAndPrintAsPrintf) {
     std::vector<std::string> numbers, ints;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         numbers.push_back(randomNumberText(_rng));
         ints.push_back(randomIntText(_rng));
     }
@@ -501,113 +366,55 @@ TEST_F(ScalarFieldTest, ListParsingMatchesStrtodAndStrtol) {
         EXPECT_TRUE(sameBits(f.getValue()[i], float(expected))) << numbers[i];
         EXPECT_EQ(n.getValue()[i], int(std::strtol(ints[i].c_str(), nullptr, 10))) << ints[i];
     }
-}
 
-// Streaming reads what a plain strtod walk over the same text reads, and stops at the same place.
-TEST_F(ScalarFieldTest, StreamingMatchesStrtodWalk) {
-    for (int round = 0; round < 200; ++round) {
-        std::vector<std::string> tokens;
-        for (int i = 1 + int(_rng() % 60); i > 0; --i) tokens.push_back(randomNumberText(_rng));
-        std::string in = join(tokens, _rng, " ,;\t\n\r");
-        if (round % 2) in.pop_back();  // sometimes end right on a number
-
-        std::vector<double> expected;
-        const char* expectedRest = nullptr;
-        for (const char* p = in.c_str();;) {
-            while (*p && std::strchr(" ,;\t\n\r", *p)) ++p;
-            if (!*p) break;
-            char* stop = nullptr;
-            double v = std::strtod(p, &stop);
-            if (stop == p || !*stop) {
-                expectedRest = p;
-                break;
-            }
-            expected.push_back(v);
-            p = stop;
-        }
-        auto& d = make<MFDouble>();
-        const char* rest = d.addValueByStr(in.c_str(), Field::CardinalityMulti);
-        EXPECT_EQ(rest ? rest - in.c_str() : -1, expectedRest ? expectedRest - in.c_str() : -1);
-        ASSERT_EQ(d.size(), expected.size()) << in;
-        for (size_t i = 0; i < expected.size(); ++i)
-            EXPECT_TRUE(sameBits(d.getValue()[i], expected[i])) << in;
-    }
-}
-
-template <class T>
-std::string printfList(const std::vector<T>& values, const char* fmt) {
-    std::string s;
-    for (size_t i = 0; i < values.size(); ++i) {
-        if (i) s += ", ";
-        if constexpr (std::is_same_v<T, int>)
-            s += std::to_string(values[i]);
-        else
-            s += format(fmt, double(values[i]));
-    }
-    return s;
-}
-
-TEST_F(ScalarFieldTest, ListPrintingMatchesPrintf) {
-    auto& d = make<MFDouble>();
     auto& t = make<MFTime>();
-    auto& f = make<MFFloat>();
-    auto& n = make<MFInt32>();
-    for (int i = 0; i < 20000; ++i) {
+    d.clear();
+    f.clear();
+    std::string dText, tText, fText, nText;
+    for (int i = 0; i < 2000; ++i) {
         double v = randomDouble(_rng);
+        float fv = i % 2 ? std::bit_cast<float>(std::uint32_t(_rng())) : float(v);
         d.editValue().push_back(v);
         t.editValue().push_back(v);
-        std::uint32_t bits = std::uint32_t(_rng());
-        float fv;
-        std::memcpy(&fv, &bits, sizeof(fv));
-        f.editValue().push_back(i % 2 ? fv : float(v));
-        n.editValue().push_back(int(std::uint32_t(_rng())));
+        f.editValue().push_back(fv);
+        const char* sep = i ? ", " : "";
+        dText += sep + format("%.12f", v);
+        tText += sep + format("%g", v);
+        fText += sep + format("%.6f", fv);
+        nText += sep + std::to_string(n.getValue()[i]);
     }
-    EXPECT_EQ(text(d), printfList(d.getValue(), "%.12f"));
-    EXPECT_EQ(text(t), printfList(t.getValue(), "%g"));
-    EXPECT_EQ(text(f), printfList(f.getValue(), "%.6f"));
-    EXPECT_EQ(text(n), printfList(n.getValue(), "%d"));
+    EXPECT_EQ(text(d), dText);
+    EXPECT_EQ(text(t), tText);
+    EXPECT_EQ(text(f), fText);
+    EXPECT_EQ(text(n), nText);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Fuzz: random and mutated text and bytes into every class, in every mode. Nothing may crash or
-// read outside the text; a streaming remainder lies inside the piece; text parsing is silent.
-
+// Mutated text and bytes into every class, in every mode: nothing may crash or read outside the
+// text, a streaming remainder lies inside the piece, and text parsing stays silent.
 TEST_F(ScalarFieldTest, FuzzTextAndBytes) {
     KalvexTest::LogCapture log(osg::LOG_LOG);  // keep the partial-data reports out
     static const char kAlphabet[] = "0123456789+-.eExXpP,; \t\r\n\"'\\abcdefinINFtyOoNSU\v\f";
-    const std::string seeds[] = {"1.5, 2.25e-3 -0 +7",
-                                 "0x1p3 inf -nan 1e999 1e-999 4.9e-324",
-                                 "\"a\\\"b\" 'c' \"\\\\\"",
-                                 "TRUE FALSE yes no ON OFF UNSET",
-                                 "999999999999999999999999 -2147483649",
-                                 ".e5 -. +. 1e+ 00x5"};
+    // clang-format off
+    const std::string seeds[] = {"1.5, 2.25e-3 -0 +7", "0x1p3 inf -nan 1e999 1e-999 4.9e-324", "\"a\\\"b\" 'c' \"\\\\\"",
+                                 "TRUE FALSE yes no ON OFF UNSET", "999999999999999999999999 -2147483649", ".e5 -. +. 1e+ 00x5"};
+    // clang-format on
     std::vector<Field*> fields;
     for (NodePartDataType type : kScalarTypes) fields.push_back(make(type));
-    const auto start = std::chrono::steady_clock::now();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
     int round = 0;
-    for (; round < 1500 && std::chrono::steady_clock::now() - start < std::chrono::seconds(2);
-         ++round) {
+    for (; round < 1500 && std::chrono::steady_clock::now() < deadline; ++round) {
         std::string input = seeds[_rng() % std::size(seeds)];
         for (int e = int(_rng() % 6); e >= 0; --e) {
             size_t pos = _rng() % (input.size() + 1);
-            switch (_rng() % 4) {
-                case 0:
-                    input.insert(pos, 1, kAlphabet[_rng() % (sizeof(kAlphabet) - 1)]);
-                    break;
-                case 1:
-                    input.erase(pos, 1 + _rng() % 3);
-                    break;
-                case 2:
-                    if (pos < input.size()) input[pos] = char(_rng() % 255 + 1);
-                    break;
-                default:
-                    input.resize(pos);
-            }
+            unsigned kind = _rng() % 4;
+            if (kind == 0) input.insert(pos, 1, kAlphabet[_rng() % (sizeof(kAlphabet) - 1)]);
+            if (kind == 1) input.erase(pos, 1 + _rng() % 3);
+            if (kind == 2 && pos < input.size()) input[pos] = char(_rng() % 255 + 1);
+            if (kind == 3) input.resize(pos);
         }
         // A heap copy of exactly the text's length, so that a read past the end is caught.
-        std::unique_ptr<char[]> piece(new char[input.size() + 1]);
-        std::memcpy(piece.get(), input.c_str(), input.size() + 1);
-        const char* begin = piece.get();
+        std::vector<char> exact(input.c_str(), input.c_str() + input.size() + 1);
+        const char* begin = exact.data();
         for (Field* f : fields) {
             f->setValueByStr(begin);
             text(*f);
