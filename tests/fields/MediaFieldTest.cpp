@@ -103,26 +103,19 @@ TEST_F(SFImageBinary, WholeValueLayoutAndComponentInts) {
 TEST_F(SFImageBinary, BadDataLeavesTheValueAlone) {
     field.setValueByStr("1 1 1 0x2a");
     const std::string before = field.getBinValue(-1);
-    struct Bad {
-        std::string data;
-        const char* message;
-    };
-    const std::vector<Bad> cases = {
-        {binHeader(1, 1, 1, 0), "SFImage::setValueByBin(): Invalid number of components (0)\n"},
-        {binHeader(1, 1, 1, 5) + "\x01\x02\x03\x04\x05",
-         "SFImage::setValueByBin(): Invalid number of components (5)\n"},
+    const std::string badCount = "SFImage::setValueByBin(): Invalid number of components (";
+    // clang-format off
+    const std::pair<std::string, std::string> cases[] = {
+        {binHeader(1, 1, 1, 0), badCount + "0)\n"}, {binHeader(1, 1, 1, 5) + "\x01\x02\x03\x04\x05", badCount + "5)\n"},
         {binHeader(2, 1, 1, 1) + "\x01", "data too short"},
-        // A header that announces 1 TB must not make us allocate it.
-        {binHeader(65535, 65535, 65535, 4) + "\x01\x02", "data too short"},
-        // Sizes of 0 count as 1, as the platform image makes them.
-        {binHeader(0, 65535, 512, 1) + "\x01", "data too short"},
-        {std::string("\x01\x00\x01", 3), "data too short"},
-        {std::string(), "data too short"},
-    };
-    for (const Bad& bad : cases) {
+        {binHeader(65535, 65535, 65535, 4) + "\x01\x02", "data too short"},  // 1 TB announced: no allocation
+        {binHeader(0, 65535, 512, 1) + "\x01", "data too short"},  // sizes of 0 count as 1
+        {std::string("\x01\x00\x01", 3), "data too short"}, {std::string(), "data too short"}};
+    // clang-format on
+    for (const auto& [data, message] : cases) {
         KalvexTest::LogCapture log;
-        field.setValueByBin(bad.data);
-        EXPECT_TRUE(log.contains(bad.message)) << bad.message;
+        field.setValueByBin(data);
+        EXPECT_TRUE(log.contains(message)) << message;
         EXPECT_EQ(field.getBinValue(-1), before);
     }
     // Surplus bytes are not read.
@@ -175,17 +168,10 @@ TEST_F(SFImageBinary, FuzzedStringsKeepTheValueConsistent) {
         const int edits = 1 + int(rng() % 3);
         for (int e = 0; e < edits; ++e) {
             const std::size_t at = rng() % data.size();
-            switch (rng() % 3) {
-                case 0:
-                    data[at] = char(rng());
-                    break;
-                case 1:
-                    data.resize(at);
-                    break;
-                default:
-                    data.insert(at, 1, char(rng()));
-                    break;
-            }
+            const unsigned kind = rng() % 3;
+            if (kind == 0) data[at] = char(rng());
+            if (kind == 1) data.resize(at);
+            if (kind == 2) data.insert(at, 1, char(rng()));
             if (data.empty()) data = valid;
         }
         const std::string before = field.getBinValue(-1);
