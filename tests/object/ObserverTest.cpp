@@ -1,5 +1,4 @@
-// Subject and Observer: who is entered where, the order of callbacks and notify, and walks that
-// survive observers leaving or dying.
+// Subject and Observer: who is entered where, callback order, and walks that survive changes.
 
 #include <gtest/gtest.h>
 
@@ -20,30 +19,28 @@ using Kalvex::Observer;
 using Kalvex::Subject;
 using Kalvex::TimeStamp;
 
+using Journal = std::vector<std::string>;
+
 // Writes "<name>.notify" into a shared journal and runs an optional hook.
-class Recorder : public Observer {
-  public:
-    Recorder(const char* name, std::vector<std::string>& journal)
-        : Observer(name), _journal(journal) {}
-    Recorder(Subject& subject, const char* name, std::vector<std::string>& journal)
-        : Observer(subject, name), _journal(journal) {}
+struct Recorder : Observer {
+    Recorder(const char* name, Journal& j) : Observer(name), journal(j) {}
+    Recorder(Subject& subject, const char* name, Journal& j)
+        : Observer(subject, name), journal(j) {}
     void notify(const TimeStamp& time, BaseObject* a, BaseObject* b, BaseObject* c) override {
-        _journal.push_back(getName() + ".notify");
+        journal.push_back(getName() + ".notify");
         lastTime = time;
         args = {a, b, c};
         if (hook) hook();
     }
+    Journal& journal;
     std::function<void()> hook;
     TimeStamp lastTime = -1.0;
     std::vector<BaseObject*> args;
-
-  private:
-    std::vector<std::string>& _journal;
 };
 
 // A callback's user data: the journal and the text it writes, plus an optional action.
 struct CallbackData {
-    std::vector<std::string>* journal;
+    Journal* journal;
     std::string text;
     std::function<void(Observer*)> action;
 };
@@ -54,8 +51,6 @@ void journalCallback(const TimeStamp&, Observer* observer, BaseObject*, BaseObje
     data->journal->push_back(data->text);
     if (data->action) data->action(observer);
 }
-
-using Journal = std::vector<std::string>;
 
 void notify(Subject& s) {
     s.notifyObserver(0.0, nullptr, nullptr, nullptr);
@@ -120,25 +115,20 @@ TEST(Subject, SetSubjectRecordsWithoutEntering) {
 
 TEST(Subject, CopiesOfSubjectAndObserverAreReportedAndStartEmpty) {
     KalvexTest::LogCapture log;
-    Journal journal, userJournal;
+    Journal journal;
     Subject s("s");
     Recorder source(s, "src", journal);
-    CallbackData data{&userJournal, "cb", nullptr};
+    CallbackData data{&journal, "cb", nullptr};
     source.addCallback(&journalCallback, &data);
-
     Observer copy(source);
-    EXPECT_EQ(copy.getName(), "src");
-    EXPECT_EQ(copy.getSubject(), &s);
-    EXPECT_EQ(copy.countCallback(), 0);
-    EXPECT_EQ(s.countObserver(), 1) << "the copy names the subject but is not entered";
     Subject subjectCopy(s);
+    EXPECT_EQ(copy.getName(), "src");
+    EXPECT_EQ(copy.getSubject(), &s);  // names the subject but is not entered
+    EXPECT_EQ(copy.countCallback() + subjectCopy.countObserver(), 0);
     EXPECT_EQ(subjectCopy.getName(), "s");
-    EXPECT_EQ(subjectCopy.countObserver(), 0);
-    EXPECT_EQ(source.getSubject(), &s);
     EXPECT_EQ(log.count("Running Notification Handler copy constructor !\n"), 2);
     notify(s);
-    EXPECT_EQ(journal.size(), 1u);
-    EXPECT_EQ(userJournal.size(), 1u);  // the source's callback, once
+    EXPECT_EQ(journal, (Journal{"cb", "src.notify"}));
 }
 
 TEST(Observer, CallbacksRunBeforeNotifyInIdOrderWithTheirArguments) {
@@ -175,13 +165,9 @@ TEST(Observer, CallbacksRunBeforeNotifyInIdOrderWithTheirArguments) {
 
 TEST(Observer, CallbackRemovalDuringTheWalk) {
     // What a callback does to the list, and which callbacks still run.
-    const std::pair<int, Journal> cases[] = {
-        {0, {"before", "acting", "o.notify"}},           // remove all
-        {1, {"before", "acting", "later", "o.notify"}},  // remove itself
-        {2, {"before", "acting", "o.notify"}},           // remove the later one
-        {3, {"before", "acting", "later", "o.notify"}},  // remove an unknown id
-    };
-    for (const auto& [action, expected] : cases) {
+    // remove all, itself, the later one, an unknown id
+    const std::pair<int, bool> cases[] = {{0, false}, {1, true}, {2, false}, {3, true}};
+    for (const auto& [action, laterRuns] : cases) {
         Journal journal;
         Subject s("s");
         Recorder o(s, "o", journal);
@@ -197,6 +183,8 @@ TEST(Observer, CallbackRemovalDuringTheWalk) {
             if (action == 3) self->removeCallback(laterId + 1000);
         };
         notify(s);
+        Journal expected{"before", "acting", "later", "o.notify"};
+        if (!laterRuns) expected.erase(expected.begin() + 2);
         EXPECT_EQ(journal, expected) << "action " << action;
     }
 }
@@ -206,14 +194,10 @@ TEST(Observer, EitherSideMayDieFirst) {
     auto s = std::make_unique<Subject>("s");
     Recorder stays(*s, "stays", journal);
     { Recorder gone(*s, "gone", journal); }
-    EXPECT_EQ(s->countObserver(), 1);
     notify(*s);
     EXPECT_EQ(journal, Journal{"stays.notify"});
     s.reset();
     EXPECT_EQ(stays.getSubject(), nullptr);
-    Subject next("next");
-    next.attach(stays);  // still usable
-    EXPECT_EQ(next.countObserver(), 1);
 }
 
 // Leaving or dying during a walk: the walk must neither crash nor call a removed observer.
