@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "kalvex/object/Logging.h"
@@ -18,35 +19,12 @@ namespace {
 
 namespace osg = Kalvex::osg;
 
-void emitAt(int level, const char* text) {
-    switch (level) {
-        case 0:
-            KLOG("%s", text);
-            break;
-        case 1:
-            KFATAL("%s", text);
-            break;
-        case 2:
-            KWARNING("%s", text);
-            break;
-        case 3:
-            KNOTICE("%s", text);
-            break;
-        case 4:
-            KINFO("%s", text);
-            break;
-        default:
-            KDEBUG("%s", text);
-            break;
-    }
-}
-
 TEST(Log, LevelFiltersMessagesAndArgumentsOfDroppedOnes) {
     for (int current = 0; current <= 5; ++current) {
         KalvexTest::LogCapture log{osg::LogLevel(current)};
         for (int level = 0; level <= 5; ++level) {
             std::string text = "msg-" + std::to_string(level) + "\n";
-            emitAt(level, text.c_str());
+            KALVEX_LOG_AT(osg::LogLevel(level), "%s", text.c_str());
             EXPECT_EQ(log.contains(text), level <= current)
                 << "current " << current << " level " << level;
         }
@@ -130,13 +108,11 @@ TEST(Log, FileTypeWritesToTheFile) {
     local.setHeaderElem(0);
     local.message(osg::LOG_LOG, "Kalvex", __FILE__, __LINE__, "f", "in file\n");
     local.setLogType(osg::LOG_NONE);
-    FILE* f = std::fopen(path.c_str(), "r");
-    ASSERT_NE(f, nullptr);
-    char line[64] = {0};
-    EXPECT_NE(std::fgets(line, sizeof(line), f), nullptr);
-    std::fclose(f);
+    std::ifstream in(path);
+    std::string line;
+    EXPECT_TRUE(std::getline(in, line));
     std::remove(path.c_str());
-    EXPECT_STREQ(line, "in file\n");
+    EXPECT_EQ(line, "in file");
     EXPECT_FALSE(local.setLogFile(""));
     EXPECT_FALSE(local.setLogFile("/nonexistent-dir/x/y.log"));
 }
