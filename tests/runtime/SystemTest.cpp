@@ -1,5 +1,5 @@
-// The process singleton: start and stop, its three subjects, the context bag and the frame loop
-// helper. The System lives for the whole program, so every test leaves it stopped.
+// The process singleton: start and stop, its subjects, the context bag and the frame waits.
+// The System lives for the whole program, so every test leaves it stopped.
 
 #include <gtest/gtest.h>
 
@@ -70,84 +70,58 @@ class SystemTest : public ::testing::Test {
     }
 };
 
-TEST_F(SystemTest, ExitWithoutInitWarnsAndFiresNothing) {
-    std::vector<std::string> journal;
-    SystemWatcher init(*System::initSystemSubject(), journal);
-    SystemWatcher exit(*System::exitSystemSubject(), journal);
-    SystemWatcher shut(*System::shutdownSystemSubject(), journal);
-    KalvexTest::LogCapture log;
-    ASSERT_FALSE(System::the().isInitialized());
-    System::the().exit();
-    System::the().exit();
-    EXPECT_EQ(log.count("Run System::exit() and System is not initialized\n"), 2);
-    EXPECT_TRUE(journal.empty());
-}
-
 TEST_F(SystemTest, SubjectsFireInOrderWithTheSystemFirst) {
     std::vector<std::string> journal;
     SystemWatcher init(*System::initSystemSubject(), journal);
     SystemWatcher exit(*System::exitSystemSubject(), journal);
     SystemWatcher shut(*System::shutdownSystemSubject(), journal);
-    EXPECT_EQ(System::initSystemSubject()->getName(), "initSystem");
-    EXPECT_EQ(System::exitSystemSubject(), System::exitSystemSubject());
+    KalvexTest::LogCapture log;
+    System::the().exit();  // not running: warns and fires nothing
+    EXPECT_EQ(log.count("Run System::exit() and System is not initialized\n"), 1);
+    EXPECT_TRUE(journal.empty());
     start();
     EXPECT_EQ(journal, std::vector<std::string>{"initSystem"});
-    {
-        KalvexTest::LogCapture quiet;
-        System::the().exit();
-    }
+    System::the().exit();
     EXPECT_EQ(journal, (std::vector<std::string>{"initSystem", "exitSystem", "shutdownSystem"}));
     for (SystemWatcher* w : {&init, &exit, &shut}) {
-        ASSERT_EQ(w->firstObjects.size(), 1u) << w->getName();
-        EXPECT_EQ(w->firstObjects[0], &System::the());
-        EXPECT_EQ(w->times[0], 0.0);
+        EXPECT_EQ(w->firstObjects, std::vector<BaseObject*>{&System::the()}) << w->getName();
+        EXPECT_EQ(w->times, std::vector<TimeStamp>{0.0});
         EXPECT_TRUE(w->nullRest);
     }
 }
 
-TEST_F(SystemTest, InitTwiceWarnsAndKeepsFlagsAndHeader) {
-    KalvexTest::LogCapture log;
-    System::the().init(0, nullptr, System::SysColorLog);
-    EXPECT_TRUE(System::the().isInitialized());
-    EXPECT_EQ(System::the().flags(), System::SysColorLog);
-    EXPECT_EQ(System::the().logHeader(), 0x600a);
-    EXPECT_EQ(osg::osgLog().getHeaderElem(), 0x600au);
-    System::the().init(0, nullptr, System::SysLogHeaderExtra | System::SysCLocale);
-    EXPECT_EQ(log.count("Run System::init() and System is already initialized\n"), 1);
-    EXPECT_EQ(System::the().flags(), System::SysColorLog);
-    EXPECT_EQ(System::the().logHeader(), 0x600a);
-    EXPECT_EQ(osg::osgLog().getHeaderElem(), 0x600au);
-    EXPECT_EQ(log.count("Init: "), 1);
-}
-
-TEST_F(SystemTest, HeaderMaskFollowsTheLogFlags) {
-    const struct {
-        int flags;
-        int header;
-    } cases[] = {{0, 0x400a},
-                 {System::SysColorLog, 0x600a},
-                 {System::SysLogHeaderExtra, 0x500a},
-                 {System::SysColorLog | System::SysLogHeaderExtra, 0x700a},
-                 {0x1 | 0x400, 0x400a}};  // host bits change nothing here
-    for (const auto& c : cases) {
+TEST_F(SystemTest, HeaderMaskFollowsTheLogFlagsAndASecondInitChangesNothing) {
+    const int color = System::SysColorLog, extra = System::SysLogHeaderExtra;
+    const std::pair<int, int> cases[] = {{0, 0x400a},
+                                         {color, 0x600a},
+                                         {extra, 0x500a},
+                                         {color | extra, 0x700a},
+                                         {0x1 | 0x400, 0x400a}};  // host bits change nothing here
+    for (const auto& [flags, header] : cases) {
         KalvexTest::LogCapture log;
-        System::the().init(0, nullptr, c.flags);
-        EXPECT_EQ(System::the().logHeader(), c.header) << c.flags;
-        EXPECT_EQ(int(osg::osgLog().getHeaderElem()), c.header) << c.flags;
-        EXPECT_EQ(System::the().flags(), int64_t(c.flags));
+        System::the().init(0, nullptr, flags);
+        System::the().init(0, nullptr, extra | System::SysCLocale);
+        EXPECT_EQ(log.count("Run System::init() and System is already initialized\n"), 1);
+        EXPECT_EQ(System::the().logHeader(), header) << flags;
+        EXPECT_EQ(int(osg::osgLog().getHeaderElem()), header) << flags;
+        EXPECT_EQ(System::the().flags(), int64_t(flags));
+        EXPECT_EQ(log.count("Init: "), 1);
         System::the().exit();
     }
 }
 
-TEST_F(SystemTest, InitWritesTheStartLineAtAnyLevel) {
+TEST_F(SystemTest, InitWritesTheStartLineAtAnyLevelAndDumpTheVersion) {
     KalvexTest::LogCapture log{osg::LOG_FATAL};
     System::the().init(0, nullptr, 0);
     std::string line = "Init: 0/" + std::to_string(NodeType::typeCount()) +
                        ", V2.6.0 build: R-28726 Sep 30 2015\n";
     EXPECT_TRUE(log.contains(line)) << log.text();
-    EXPECT_EQ(System::the().versionLine(), "V2.6.0 build: R-28726 Sep 30 2015");
     EXPECT_EQ(System::the().name(), "Kalvex");
     EXPECT_FALSE(log.contains("Incomplete DocStatus"));
+    ::testing::internal::CaptureStderr();
+    System::the().dump();
+    std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.rfind("Kalvex: V2.6.0 build: R-28726 Sep 30 2015\n", 0), 0u) << err;
 }
 
 TEST_F(SystemTest, ExitWithContextsShowsThemToExitObserversOnly) {
@@ -163,10 +137,8 @@ TEST_F(SystemTest, ExitWithContextsShowsThemToExitObserversOnly) {
     ASSERT_TRUE(System::the().addContext(*second));
     Context* seenByExit = nullptr;
     exit.hook = [&] { seenByExit = System::the().findContext("first"); };
-    {
-        KalvexTest::LogCapture quiet;
-        System::the().exit();
-    }
+    KalvexTest::LogCapture quiet;
+    System::the().exit();
     EXPECT_EQ(exit.bagSizes, std::vector<int>{2});
     EXPECT_EQ(seenByExit, first);
     EXPECT_EQ(shut.bagSizes, std::vector<int>{0});
@@ -192,30 +164,23 @@ TEST_F(SystemTest, ExitReportsNodesAndObjectsLeft) {
 }
 
 TEST_F(SystemTest, ShutdownAndAtExitHandlerStopARunningSystem) {
-    start();
-    {
-        KalvexTest::LogCapture log{osg::LOG_FATAL};
-        System::the().shutdown();
-        EXPECT_TRUE(log.contains("Run System::shutdown\n"));
+    const struct {
+        void (*stop)();
+        osg::LogLevel level;
+        const char* line;  // written at that level, or nullptr
+    } cases[] = {
+        {[] { System::the().shutdown(); }, osg::LOG_FATAL, "Run System::shutdown\n"},
+        {&System::atExitHandler, osg::LOG_INFO, "Run System::atExitHandler\n"},
+        {&System::atExitHandler, osg::LOG_NOTICE, nullptr},
+    };
+    for (const auto& c : cases) {
+        start();
+        KalvexTest::LogCapture log{c.level};
+        c.stop();
         EXPECT_FALSE(System::the().isInitialized());
-        System::the().shutdown();  // stopped already: no second exit warning
+        c.stop();  // stopped already: harmless, no second exit warning
         EXPECT_FALSE(log.contains("not initialized"));
-    }
-    start();
-    {
-        KalvexTest::LogCapture log{osg::LOG_INFO};
-        System::atExitHandler();
-        EXPECT_TRUE(log.contains("Run System::atExitHandler\n"));
-        EXPECT_FALSE(System::the().isInitialized());
-        System::atExitHandler();  // after an explicit stop: harmless
-        EXPECT_FALSE(log.contains("not initialized"));
-    }
-    start();
-    {
-        KalvexTest::LogCapture log{osg::LOG_NOTICE};
-        System::atExitHandler();
-        EXPECT_FALSE(log.contains("atExitHandler"));
-        EXPECT_FALSE(System::the().isInitialized());
+        EXPECT_EQ(log.contains(c.line ? c.line : "Run System::"), c.line != nullptr);
     }
 }
 
@@ -279,107 +244,69 @@ TEST_F(SystemTest, DisposedContextsAreReleasedOnceAndThenSkipped) {
     EXPECT_EQ(System::the().findContext("a"), c);
 }
 
-struct WaitCase {
-    const char* name;
-    std::vector<double> frameRates;
-    double expected;
-};
-
-class FrameWait : public SystemTest, public ::testing::WithParamInterface<WaitCase> {};
-
-TEST_P(FrameWait, SmallestWaitOfAllContextsCappedAt1000) {
-    const WaitCase& wc = GetParam();
-    start();
-    std::vector<Context*> contexts;
-    std::vector<int> frames(wc.frameRates.size(), 0);
-    std::vector<std::unique_ptr<Observer>> counters;
-    for (size_t i = 0; i < wc.frameRates.size(); ++i) {
-        Context* c = new Context;
-        c->setFrameRate(wc.frameRates[i]);
-        System::the().addContext(*c);
-        auto counter = std::make_unique<Observer>(*c->runFrameSubject(), "frames");
-        counter->addCallback(
-            [](const TimeStamp&, Observer*, BaseObject*, BaseObject*, BaseObject*,
-               const void* user) { ++*static_cast<int*>(const_cast<void*>(user)); },
-            &frames[i]);
-        counters.push_back(std::move(counter));
-        contexts.push_back(c);
+TEST_F(SystemTest, FrameWaitIsTheSmallestOfAllContextsCappedAt1000) {
+    const std::pair<std::vector<double>, double> cases[] = {{{25.0}, 0.04},
+                                                            {{4.0, 10.0, 2.0}, 0.1},
+                                                            {{10.0, 0.0}, 0.0},  // no rate: no wait
+                                                            {{0.0005}, 1000.0},
+                                                            {{0.0001, 0.5}, 2.0}};
+    for (const auto& [rates, expected] : cases) {
+        start();
+        std::vector<int> frames(rates.size(), 0);
+        std::vector<std::unique_ptr<Observer>> counters;
+        std::vector<Context*> contexts;
+        for (size_t i = 0; i < rates.size(); ++i) {
+            Context* c = new Context;
+            c->setFrameRate(rates[i]);
+            System::the().addContext(*c);
+            contexts.push_back(c);
+            counters.push_back(std::make_unique<Observer>(*c->runFrameSubject(), "frames"));
+            counters.back()->addCallback(
+                [](const TimeStamp&, Observer*, BaseObject*, BaseObject*, BaseObject*,
+                   const void* user) { ++*static_cast<int*>(const_cast<void*>(user)); },
+                &frames[i]);
+        }
+        EXPECT_DOUBLE_EQ(System::runContextBag(), expected) << rates[0];
+        EXPECT_EQ(frames, std::vector<int>(rates.size(), 1));
+        for (Context* c : contexts) EXPECT_EQ(c->getState(), Live);
+        counters.clear();
+        KalvexTest::LogCapture quiet;
+        System::the().exit();
     }
-    EXPECT_DOUBLE_EQ(System::runContextBag(), wc.expected);
-    for (size_t i = 0; i < frames.size(); ++i) EXPECT_EQ(frames[i], 1) << i;
-    for (Context* c : contexts) EXPECT_EQ(c->getState(), Live);
-    counters.clear();
 }
 
-INSTANTIATE_TEST_SUITE_P(SystemTest, FrameWait,
-                         ::testing::Values(WaitCase{"single", {25.0}, 0.04},
-                                           WaitCase{"fastestWins", {4.0, 10.0, 2.0}, 0.1},
-                                           WaitCase{"noRateMeansNoWait", {10.0, 0.0}, 0.0},
-                                           WaitCase{"slowIsCapped", {0.0005}, 1000.0},
-                                           WaitCase{"cappedAndFast", {0.0001, 0.5}, 2.0}),
-                         [](const ::testing::TestParamInfo<WaitCase>& info) {
-                             return info.param.name;
-                         });
-
-TEST_F(SystemTest, AddContextRefusesTheSameContextTwice) {
-    start();
-    SmartPtr<Context> a(new Context);
-    SmartPtr<Context> twin(new Context);
-    a->setName("same");
-    twin->setName("same");
-    KalvexTest::LogCapture log;
-    EXPECT_TRUE(System::the().addContext(*a));
-    EXPECT_EQ(a->refCount(), 2);
-    EXPECT_FALSE(System::the().addContext(*a));
-    EXPECT_EQ(log.count("Cannot register context a second time in System\n"), 1);
-    EXPECT_EQ(a->refCount(), 2);
-    EXPECT_EQ(System::the().contextBag().size(), 1u);
-    EXPECT_TRUE(System::the().addContext(*twin));  // identity, not name
-    EXPECT_EQ(System::the().contextBag().size(), 2u);
-}
-
-TEST_F(SystemTest, RemoveContextHandsBackTheBagsReference) {
-    start();
-    bool dead = false;
-    auto* c = new TrackedContext(&dead, "c");
-    System::the().addContext(*c);
-    KalvexTest::LogCapture log;
-    {
-        SmartPtr<Context> removed = System::the().removeContext(*c);
-        EXPECT_EQ(removed.get(), c);
-        EXPECT_EQ(c->refCount(), 1);
-        EXPECT_TRUE(System::the().contextBag().empty());
-        EXPECT_FALSE(dead);
-        SmartPtr<Context> again = System::the().removeContext(*c);
-        EXPECT_EQ(again.get(), nullptr);
-    }
-    EXPECT_TRUE(dead);  // the caller let go of the last reference
-    EXPECT_TRUE(log.text().empty()) << log.text();
-}
-
-TEST_F(SystemTest, FindContextByExactNameFromTheFront) {
+TEST_F(SystemTest, AddRemoveAndFindContexts) {
     start();
     SmartPtr<Context> older(new Context), newer(new Context), other(new Context);
     older->setName("Main");
     newer->setName("Main");
     other->setName("main");
-    System::the().addContext(*older);
-    System::the().addContext(*other);
-    System::the().addContext(*newer);
+    KalvexTest::LogCapture log;
+    EXPECT_TRUE(System::the().addContext(*older));
+    EXPECT_FALSE(System::the().addContext(*older));  // identity, not name, is refused
+    EXPECT_EQ(log.count("Cannot register context a second time in System\n"), 1);
+    EXPECT_EQ(older->refCount(), 2);
+    EXPECT_TRUE(System::the().addContext(*other));
+    EXPECT_TRUE(System::the().addContext(*newer));
     EXPECT_EQ(System::the().findContext("Main"), newer.get());  // added last, so in front
     EXPECT_EQ(System::the().findContext("main"), other.get());
-    EXPECT_EQ(System::the().findContext("MAIN"), nullptr);
-    EXPECT_EQ(System::the().findContext("Main "), nullptr);
-    EXPECT_EQ(System::the().findContext(""), nullptr);
-    EXPECT_TRUE(System::the().setRootState(0.0, Live));
-}
+    for (const char* name : {"MAIN", "Main ", ""})
+        EXPECT_EQ(System::the().findContext(name), nullptr);
 
-TEST_F(SystemTest, DumpWritesNameAndVersionLine) {
-    start();
-    ::testing::internal::CaptureStderr();
-    System::the().dump();
-    std::string err = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(err.rfind("Kalvex: V2.6.0 build: R-28726 Sep 30 2015\n", 0), 0u) << err;
+    // Remove hands back the bag's reference; a second remove finds nothing.
+    bool dead = false;
+    auto* c = new TrackedContext(&dead, "c");
+    System::the().addContext(*c);
+    {
+        SmartPtr<Context> removed = System::the().removeContext(*c);
+        EXPECT_EQ(removed.get(), c);
+        EXPECT_EQ(c->refCount(), 1);
+        EXPECT_EQ(System::the().removeContext(*c).get(), nullptr);
+        EXPECT_FALSE(dead);
+    }
+    EXPECT_TRUE(dead);  // the caller let go of the last reference
+    EXPECT_EQ(System::the().contextBag().size(), 3u);
+    EXPECT_EQ(log.count("\n"), 1);
 }
 
 }  // namespace
