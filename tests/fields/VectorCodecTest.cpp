@@ -4,15 +4,12 @@
 
 #include <bit>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include <cstdio>
 #include <memory>
 #include <random>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -35,16 +32,15 @@ struct Owner {
     }
 };
 
-std::string textOf(const Field& field) {
+const auto textOf = [](const Field& field) {
     std::string out;
-    field.getStrValue(out);
-    return out;
-}
+    return field.getStrValue(out);
+};
 
 // The captured messages without their level and source columns.
-std::string messages(const KalvexTest::LogCapture& log) {
+const auto messages = [](const KalvexTest::LogCapture& log) {
     return std::regex_replace(log.text(), std::regex("[^\t\n]*\t[^\t\n]*\t"), "");
-}
+};
 
 float floatAt(const std::string& bytes, size_t offset) {
     std::uint32_t bits = 0;
@@ -63,38 +59,31 @@ const char* F = "1.000000, 2.000000, 3.000000";  // MFVec3f text of 1 2 3
 // values compare within a tolerance).
 // clang-format off
 const struct { int type; const char* in; const char* out; bool readsBack; } kText[] = {
-    // Missing components are 0, extra ones ignored; blanks, tabs, line ends and commas separate
-    // tokens, a semicolon does not and the number ends at it.
+    // Missing components are 0, extra ones ignored; blanks, tabs, line ends, commas separate; a semicolon ends a number.
     {SFVec3fType, "1", "1 0 0", true}, {SFVec3fType, "1,2 3 4", "1 2 3", true}, {SFVec3fType, "1;2 3", "1 3 0", true},
     {SFVec3fType, "", "0 0 0", true}, {SFVec3fType, nullptr, "0 0 0", true}, {SFVec3fType, "\t1\r\n2,,,3", "1 2 3", true},
     {SFVec3fType, "+1 0x10 .5", "1 16 0.5", true}, {SFVec3fType, "1e50 1e-50 -inf", "inf 0 -inf", false},  // inf - inf is out of any tolerance
-    {SFVec3fType, "abc 2 3", "0 2 3", true}, {SFVec3fType, "1.5e2x 2", "150 2 0", true},
-    {SFVec2fType, "0.5 -0.25 7", "0.5 -0.25", true}, {SFVec2dType, "1e-7 123456789", "1e-07 1.23457e+08", false},
-    {SFVec3dType, "0.1 0.2 0.3", "0.1 0.2 0.3", true}, {SFVec4fType, "1 2 3", "1 2 3 0", true},
-    {SFVec4dType, "1 2 3 4 5", "1 2 3 4", true}, {SFColorType, "1 0.5", "1 0.5 0", true},
+    {SFVec3fType, "abc 2 3", "0 2 3", true}, {SFVec3fType, "1.5e2x 2", "150 2 0", true}, {SFVec2fType, "0.5 -0.25 7", "0.5 -0.25", true},
+    {SFVec2dType, "1e-7 123456789", "1e-07 1.23457e+08", false},
+    {SFVec3dType, "0.1 0.2 0.3", "0.1 0.2 0.3", true}, {SFVec4fType, "1 2 3", "1 2 3 0", true}, {SFVec4dType, "1 2 3 4 5", "1 2 3 4", true},
+    {SFColorType, "1 0.5", "1 0.5 0", true},
     {SFColorRGBAType, "0.1 0.2 0.3 0.4", "0.1 0.2 0.3 0.4", true}, {SFPlaneType, "0 3", "0 3 0 0", true},
     // Rotation: the default for no text or a non-finite part, the axis kept as given.
-    {SFRotationType, "", "0 0 1 0", true}, {SFRotationType, nullptr, "0 0 1 0", true},
-    {SFRotationType, "0 2 0 1.5", "0 2 0 1.5", true}, {SFRotationType, "1 0 0", "1 0 0 0", true},
-    {SFRotationType, "nan 0 0 1", "0 0 1 0", true}, {SFRotationType, "1 0 0 1e400", "0 0 1 0", true},
+    {SFRotationType, "", "0 0 1 0", true}, {SFRotationType, nullptr, "0 0 1 0", true}, {SFRotationType, "0 2 0 1.5", "0 2 0 1.5", true},
+    {SFRotationType, "1 0 0", "1 0 0 0", true}, {SFRotationType, "nan 0 0 1", "0 0 1 0", true}, {SFRotationType, "1 0 0 1e400", "0 0 1 0", true},
     // Matrices: identity for no text or a small i; one column per line, three decimals.
     {SFMatrix4fType, "", I4, true}, {SFMatrix4fType, nullptr, I4, true}, {SFMatrix4fType, "identity 5", I4, true},
     {SFMatrix4dType, "i", I4, true}, {SFMatrix3fType, "i", I3, true}, {SFMatrix3dType, "", I3, true},
     {SFMatrix3fType, "I", "   0.000    0.000    0.000 \n   0.000    0.000    0.000 \n   0.000    0.000    0.000 \n", true},
     {SFMatrix3dType, "0.12345 -1 1234.5678 4", "   0.123   -1.000 1234.568 \n   4.000    0.000    0.000 \n   0.000    0.000    0.000 \n", false},
-    {SFMatrix4fType, "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16", "   1.000    2.000    3.000    4.000 \n"
-        "   5.000    6.000    7.000    8.000 \n   9.000   10.000   11.000   12.000 \n  13.000   14.000   15.000   16.000 \n", true},
     // Lists: every n-th token completes an element, a partial one is dropped.
     {MFVec3fType, "1 2 3 4", F, true}, {MFVec3fType, "", "", true}, {MFVec3fType, nullptr, "", true},
     {MFVec3fType, "1 2", "", true}, {MFVec3fType, "1;2 3 4", "1.000000, 3.000000, 4.000000", true},
-    {MFVec3fType, "1 2 3, 4 5 6", "1.000000, 2.000000, 3.000000, 4.000000, 5.000000, 6.000000", true},
     {MFVec2fType, "0.1 0.2", "0.100000, 0.200000", true}, {MFVec4fType, "1 2 3 4", "1.000000, 2.000000, 3.000000, 4.000000", true},
-    {MFVec2dType, "0.1 0.2", "0.100000000000, 0.200000000000", true},
-    {MFVec3dType, "1 2 3 4", "1.000000000000, 2.000000000000, 3.000000000000", true},
+    {MFVec2dType, "0.1 0.2", "0.100000000000, 0.200000000000", true}, {MFVec3dType, "1 2 3 4", "1.000000000000, 2.000000000000, 3.000000000000", true},
     {MFVec4dType, "0.5 0 0 1", "0.500000000000, 0.000000000000, 0.000000000000, 1.000000000000", true},
     {MFColorType, "1 0 0 0 1 0", "1 0 0, 0 1 0", true}, {MFColorRGBAType, "1 0 0 1 0 0.5 0 0.25", "1 0 0 1, 0 0.5 0 0.25", true},
-    {MFRotationType, "0 1 0 1.5 1 0 0 0", "0, 1, 0, 1.5, 1, 0, 0, 0", true},
-    {MFRotationType, "0 0 0 inf 0 1 0 2", "0, 0, 1, 0, 0, 1, 0, 2", true},
+    {MFRotationType, "0 1 0 1.5 1 0 0 0", "0, 1, 0, 1.5, 1, 0, 0, 0", true}, {MFRotationType, "0 0 0 inf 0 1 0 2", "0, 0, 1, 0, 0, 1, 0, 2", true},
     // The colon of the plane form sits inside a token: the distance merges into the normal.
     {MFPlaneType, "0 0 1 5 1 0 0 2", "0, 0, 1:5, 1, 0, 0:2", false},
     // Matrix lists: one flat list, no identity shortcut, the first non-number ends the parse.
@@ -112,9 +101,7 @@ TEST(VectorText, ParsesPrintsAndReadsBack) {
         SCOPED_TRACE(std::string(FieldType::dataTypeName(c.type)) + " <" +
                      (c.in ? c.in : "(null)") + ">");
         KalvexTest::LogCapture log;
-        auto a = owner.make(c.type);
-        auto b = owner.make(c.type);
-        ASSERT_TRUE(a && b);
+        auto a = owner.make(c.type), b = owner.make(c.type);
         a->setValueByStr("9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9 9");  // replaced, never merged
         a->setValueByStr(c.in);
         EXPECT_EQ(textOf(*a), c.out);
@@ -126,31 +113,38 @@ TEST(VectorText, ParsesPrintsAndReadsBack) {
 }
 
 // addValueByStr in the streaming mode keeps complete elements and hands back the start of
-// the first unfinished one (rest: its offset, -1 for null); single classes ignore the mode.
+// the first unfinished one (rest: its offset, -1 for null); single classes ignore the mode. The
+// single mode adds one value by the single rule and answers null.
+const auto M = Field::CardinalityMulti, S = Field::CardinalitySingle;
 // clang-format off
-const struct { int type; const char* piece; int rest; const char* out; const char* log; } kStream[] = {
-    {MFVec3fType, "1 2 3 4 5", 6, F, ""}, {MFVec3fType, "1 2 3 ", -1, F, ""},
-    {MFVec3fType, "1 2 3", 0, "", ""},  // the last number touches the end: it may go on
-    {MFVec3fType, "1;2;3;4", 6, F, ""}, {MFVec3fType, "", -1, "", ""}, {MFVec3fType, " ,;\n", -1, "", ""},
-    {MFVec3fType, "  1 2", 2, "", ""}, {MFVec3fType, "1 2 x 3", 0, "", ""}, {MFVec3fType, "1 2 3 x", 6, F, ""},
-    {MFVec2dType, "0.5 1.5 2", 8, "0.500000000000, 1.500000000000", ""},
-    {MFColorType, "1 0 0;0 1 0\n", -1, "1 0 0, 0 1 0", ""}, {MFColorRGBAType, "1 0 0 1 0.5", 8, "1 0 0 1", ""},
-    {MFRotationType, "0 1 0 1.5 ", -1, "0, 1, 0, 1.5", ""},
-    {MFMatrix3fType, "1 2 3 4 5 6 7 8 9 1", 18, "1 2 3 4 5 6 7 8 9", ""},
-    {MFPlaneType, "0 0 1 5 ", -1, "", "MFPlane::addValueByStr() for partial data not impl.\n"},
-    {SFVec3fType, "1 2 3", -1, "1 2 3", ""}, {SFMatrix3fType, "i", -1, I3, ""},
+const struct { int type; Field::Cardinality mode; const char* piece; int rest; const char* out; const char* log; } kStream[] = {
+    {MFVec3fType, M, "1 2 3 4 5", 6, F, ""}, {MFVec3fType, M, "1 2 3 ", -1, F, ""},
+    {MFVec3fType, M, "1 2 3", 0, "", ""},  // the last number touches the end: it may go on
+    {MFVec3fType, M, "1;2;3;4", 6, F, ""}, {MFVec3fType, M, "", -1, "", ""}, {MFVec3fType, M, " ,;\n", -1, "", ""},
+    {MFVec3fType, M, "  1 2", 2, "", ""}, {MFVec3fType, M, "1 2 x 3", 0, "", ""}, {MFVec3fType, M, "1 2 3 x", 6, F, ""},
+    {MFVec2dType, M, "0.5 1.5 2", 8, "0.500000000000, 1.500000000000", ""},
+    {MFColorType, M, "1 0 0;0 1 0\n", -1, "1 0 0, 0 1 0", ""}, {MFColorRGBAType, M, "1 0 0 1 0.5", 8, "1 0 0 1", ""},
+    {MFRotationType, M, "0 1 0 1.5 ", -1, "0, 1, 0, 1.5", ""}, {MFMatrix3fType, M, "1 2 3 4 5 6 7 8 9 1", 18, "1 2 3 4 5 6 7 8 9", ""},
+    {MFPlaneType, M, "0 0 1 5 ", -1, "", "MFPlane::addValueByStr() for partial data not impl.\n"},
+    {SFVec3fType, M, "1 2 3", -1, "1 2 3", ""}, {SFMatrix3fType, M, "i", -1, I3, ""},
+    {MFVec3fType, S, "1 2", -1, "1.000000, 2.000000, 0.000000", ""}, {MFVec3fType, S, "4 5 6 7", -1, "4.000000, 5.000000, 6.000000", ""},
+    {MFVec3fType, S, nullptr, -1, "0.000000, 0.000000, 0.000000", ""}, {MFMatrix3fType, S, "i", -1, "1 0 0 0 1 0 0 0 1", ""},
+    {MFMatrix3fType, S, "", -1, "1 0 0 0 1 0 0 0 1", ""}, {MFMatrix3fType, S, "2", -1, "2 0 0 0 0 0 0 0 0", ""},
+    {MFRotationType, S, "1 0 0 nan", -1, "0, 0, 1, 0", ""}, {MFRotationType, S, "0 1 0 2", -1, "0, 1, 0, 2", ""},
+    {MFPlaneType, S, "0 0 1 5", -1, "0, 0, 1:5", ""},
 };
 // clang-format on
 
 TEST(VectorStream, KeepsCompleteElementsAndReturnsTheRest) {
     Owner owner;
     for (const auto& c : kStream) {
-        SCOPED_TRACE(std::string(FieldType::dataTypeName(c.type)) + " <" + c.piece + ">");
+        SCOPED_TRACE(std::string(FieldType::dataTypeName(c.type)) + " <" +
+                     (c.piece ? c.piece : "(null)") + ">");
         KalvexTest::LogCapture log;
         auto field = owner.make(c.type);
         if (field->cardinality() == Field::CardinalitySingle)
             field->setValueByStr("2 2 2 2 2 2 2 2 2");  // replaced
-        const char* rest = field->addValueByStr(c.piece, Field::CardinalityMulti);
+        const char* rest = field->addValueByStr(c.piece, c.mode);
         EXPECT_EQ(rest, c.rest < 0 ? nullptr : c.piece + c.rest);
         EXPECT_EQ(textOf(*field), c.out);
         EXPECT_EQ(messages(log), c.log);
@@ -162,11 +156,9 @@ TEST(VectorStream, KeepsCompleteElementsAndReturnsTheRest) {
 TEST(VectorStream, PiecesAddUpToTheWholeText) {
     std::mt19937 rng(7);
     Owner owner;
-    const std::pair<int, int> types[] = {{MFVec3fType, 3},
-                                         {MFVec2dType, 2},
-                                         {MFColorRGBAType, 4},
-                                         {MFRotationType, 4},
-                                         {MFMatrix4fType, 16}};
+    // clang-format off
+    const std::pair<int, int> types[] = {{MFVec3fType, 3}, {MFVec2dType, 2}, {MFColorRGBAType, 4}, {MFRotationType, 4}, {MFMatrix4fType, 16}};
+    // clang-format on
     const char* delims[] = {" ", ", ", "\n", ",", "\t", "  "};
     const int numbers = 150;
     for (auto [type, components] : types) {
@@ -176,37 +168,15 @@ TEST(VectorStream, PiecesAddUpToTheWholeText) {
                     delims[rng() % 6];
         auto whole = owner.make(type), streamed = owner.make(type);
         whole->setValueByStr(text.c_str());
-        std::string pending;
+        std::string pending;  // every number is followed by a delimiter: the last one ends
         for (size_t pos = 0, len; pos < text.size(); pos += len) {
             pending += text.substr(pos, len = 1 + rng() % 17);
             const char* rest = streamed->addValueByStr(pending.c_str(), Field::CardinalityMulti);
             pending = rest ? rest : "";
         }
-        // The end of the stream finishes the last number; what is left then is the partial
-        // element that setValueByStr drops as well.
-        pending += " ";
-        const char* rest = streamed->addValueByStr(pending.c_str(), Field::CardinalityMulti);
-        EXPECT_EQ(rest == nullptr, numbers % components == 0);
+        EXPECT_EQ(pending.empty(), numbers % components == 0);  // the partial element is dropped
         EXPECT_GT(whole->size(), 0u);
         EXPECT_TRUE(whole->equalValue(*streamed)) << FieldType::dataTypeName(type);
-    }
-}
-
-TEST(VectorStream, SingleModeAppendsOneValueByTheSingleRule) {
-    Owner owner;
-    // clang-format off
-    const struct { int type; std::vector<const char*> pieces; const char* out; } cases[] = {
-        {MFVec3fType, {"1 2", "4 5 6 7", nullptr}, "1.000000, 2.000000, 0.000000, 4.000000, 5.000000, 6.000000, 0.000000, 0.000000, 0.000000"},
-        {MFMatrix3fType, {"i", "", "2"}, "1 0 0 0 1 0 0 0 1 1 0 0 0 1 0 0 0 1 2 0 0 0 0 0 0 0 0"},
-        {MFRotationType, {"", "1 0 0 nan", "0 1 0 2"}, "0, 0, 1, 0, 0, 0, 1, 0, 0, 1, 0, 2"},
-        {MFPlaneType, {"0 0 1 5"}, "0, 0, 1:5"},
-    };
-    // clang-format on
-    for (const auto& c : cases) {
-        auto field = owner.make(c.type);
-        for (const char* piece : c.pieces)
-            EXPECT_EQ(field->addValueByStr(piece, Field::CardinalitySingle), nullptr);
-        EXPECT_EQ(textOf(*field), c.out);
     }
 }
 
@@ -214,49 +184,39 @@ TEST(VectorStream, SingleModeAppendsOneValueByTheSingleRule) {
 // binary form may show the stale axis form.
 TEST(VectorBin, RotationFromAQuaternionPrintsAndWritesTheAxisForm) {
     Owner owner;
-    SFRotation a(*owner.node), b(*owner.node), c(*owner.node);
+    SFRotation a(*owner.node), b(*owner.node);
     a.editValue().setQuat(osg::Quaternion(osg::Vec3f(0, 0, 2), 1.5707963f));
     b.editValue().setQuat(a.getValue().getQuat());
-    std::string text = textOf(a), bin = b.getBinValue(-1);
-    EXPECT_EQ(a.getValue().state(), Rotation::BothCurrent);
+    const std::string text = textOf(a), bin = b.getBinValue(-1);
+    float v[4] = {-9, -9, -9, -9};
+    std::sscanf(text.c_str(), "%f %f %f %f", v, v + 1, v + 2, v + 3);
     ASSERT_EQ(bin.size(), 16u);
-    std::istringstream in(text);
-    const float expected[4] = {0, 0, 1, 1.5707963f};
     for (int i = 0; i < 4; ++i) {
-        float v = -9;
-        in >> v;
-        EXPECT_NEAR(v, expected[i], 1e-5) << text;
-        EXPECT_NEAR(floatAt(bin, 4 * i), expected[i], 1e-5) << i;
+        EXPECT_NEAR(v[i], i == 3 ? 1.5707963f : i == 2, 1e-5) << text;
+        EXPECT_NEAR(floatAt(bin, 4 * i), i == 3 ? 1.5707963f : i == 2, 1e-5) << i;
     }
-    c.setValueByBin(bin);
-    EXPECT_EQ(c.getValue().state(), Rotation::AxisCurrent);
-    EXPECT_TRUE(b.equalValue(c));
 }
 
 const std::set<int> kDoubleVectors = {SFVec2dType, SFVec3dType, MFVec2dType, MFVec3dType};
 
-// The binary forms: the size of the whole value (0: none) and whether a list has the element
-// forms; the missing ones report, and the raw buffer forms exist in no class. What a class
-// writes, a fresh one reads back as an equal value, but for the double vectors: they write
-// doubles and read the same bytes as floats.
+// Binary forms: the whole value's size (0: none), whether a list has element forms; missing ones
+// report, raw buffer forms exist nowhere. What a class writes reads back equal, but the double
+// vectors write doubles and read the same bytes as floats.
 TEST(VectorBin, WholeValueRoundTripsAndNotImpReports) {
     // clang-format off
     const struct { int type; size_t size; bool elements; } cases[] = {
-        {SFColorType, 12, false},     {MFColorType, 68, true},       {SFColorRGBAType, 16, false}, {MFColorRGBAType, 72, true},
-        {SFVec2dType, 16, false},     {MFVec2dType, 136, true},      {SFVec2fType, 8, false},      {MFVec2fType, 72, true},
-        {SFVec3dType, 24, false},     {MFVec3dType, 128, true},      {SFVec3fType, 12, false},     {MFVec3fType, 68, true},
-        {SFVec4dType, 0, false},      {MFVec4dType, 0, false},       {SFVec4fType, 16, false},     {MFVec4fType, 0, false},
-        {SFRotationType, 16, false},  {MFRotationType, 72, true},    {SFPlaneType, 0, false},      {MFPlaneType, 0, false},
-        {SFMatrix3dType, 0, false},   {MFMatrix3dType, 0, false},    {SFMatrix3fType, 0, false},   {MFMatrix3fType, 0, false},
-        {SFMatrix4dType, 0, false},   {MFMatrix4dType, 0, false},    {SFMatrix4fType, 64, false},  {MFMatrix4fType, 0, false},
-    };
+        {SFColorType, 12, false}, {MFColorType, 68, true}, {SFColorRGBAType, 16, false}, {MFColorRGBAType, 72, true}, {SFVec2dType, 16, false},
+        {MFVec2dType, 136, true}, {SFVec2fType, 8, false}, {MFVec2fType, 72, true}, {SFVec3dType, 24, false}, {MFVec3dType, 128, true},
+        {SFVec3fType, 12, false}, {MFVec3fType, 68, true}, {SFVec4dType, 0, false}, {MFVec4dType, 0, false}, {SFVec4fType, 16, false},
+        {MFVec4fType, 0, false}, {SFRotationType, 16, false}, {MFRotationType, 72, true}, {SFPlaneType, 0, false}, {MFPlaneType, 0, false},
+        {SFMatrix3dType, 0, false}, {MFMatrix3dType, 0, false}, {SFMatrix3fType, 0, false}, {MFMatrix3fType, 0, false},
+        {SFMatrix4dType, 0, false}, {MFMatrix4dType, 0, false}, {SFMatrix4fType, 64, false}, {MFMatrix4fType, 0, false}};
     // clang-format on
     Owner owner;
     for (const auto& c : cases) {
         std::string name = FieldType::dataTypeName(c.type);
         SCOPED_TRACE(name);
-        auto a = owner.make(c.type);
-        auto b = owner.make(c.type);
+        auto a = owner.make(c.type), b = owner.make(c.type);
         a->setValueByStr("1.5 -2 0.25 1 0 1 0 0 0 0 1 0 0 0 0 1");
         bool multi = a->cardinality() == Field::CardinalityMulti;
         KalvexTest::LogCapture log;
@@ -264,11 +224,11 @@ TEST(VectorBin, WholeValueRoundTripsAndNotImpReports) {
         EXPECT_EQ(bin.size(), c.size);
         b->setValueByBin(bin);
         EXPECT_EQ(a->equalValue(*b), c.size && !kDoubleVectors.count(c.type)) << textOf(*b);
-        if (kDoubleVectors.count(c.type)) {
-            double first;  // the low half of the double 1.5, read as a float
-            std::memcpy(&first, b->getBinValue(-1).data() + (multi ? 8 : 0), 8);
-            EXPECT_EQ(first, double(floatAt(bin, multi ? 8 : 0)));
+        if (kDoubleVectors.count(c.type)) {  // the low half of the double 1.5, read as a float
+            const double first = floatAt(bin, multi ? 8 : 0);
             EXPECT_EQ(bin.substr(multi ? 8 : 0, 8), std::string("\0\0\0\0\0\0\xf8\x3f", 8));
+            EXPECT_EQ(b->getBinValue(-1).substr(multi ? 8 : 0, 8),
+                      std::string((const char*)&first, 8));
         }
         std::string one = a->get1ValueAsBin(0);
         a->set1ValueByBin(0, one);
@@ -283,8 +243,7 @@ TEST(VectorBin, WholeValueRoundTripsAndNotImpReports) {
         if (multi && !c.elements) expected += notImp("get1ValueByBin", "set1ValueByBin");
         if (!multi) expected += expected;
         unsigned char buffer[8] = {};
-        EXPECT_EQ(a->getBinSize(), 0u);
-        EXPECT_EQ(a->getBinValue(buffer), 0u);
+        EXPECT_EQ(a->getBinSize() + a->getBinValue(buffer), 0u);
         a->setValueByBin(buffer, sizeof(buffer));
         for (const char* form : {"getBinSize", "getBinValue", "setValueByBin"})
             expected += name + ".cpp " + form + " not Impl\n";
@@ -292,110 +251,41 @@ TEST(VectorBin, WholeValueRoundTripsAndNotImpReports) {
     }
 }
 
-template <class T>
-bool sameBits(T a, T b) {
-    return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof(T)) == 0;
-}
-
-std::string randomNumber(std::mt19937& rng) {
-    // clang-format off
-    static const char* special[] = {"+1", "0x1p3", "0X10", "inf", "-Infinity", "nan", "1e39", "1e-46", "1e400",
-        "-1e-400", "1e", "1e+", ".", "-", "-.5", "5.", "\v7", "\f-3", "00012", "1x", "--1", "+-1", "1.2.3",
-        "0.1e-5f", "1e308", "3.4e38", "3.5e38", "1.4e-45", "7e-46", "-0", "0x", "1_000", "123456789012345678901234567890"};
-    // clang-format on
-    if (rng() % 5 == 0) return special[rng() % std::size(special)];
-    std::string s = rng() % 3 ? "" : "-";
-    for (int i = rng() % 12; i > 0; --i) s += char('0' + rng() % 10);
-    if (rng() % 2 || s.empty() || s == "-") s += '.';
-    for (int i = rng() % 25; i > 0 && s.back() != '-'; --i) s += char('0' + rng() % 10);
-    if (rng() % 3 == 0) s += std::string("e") + "+-"[rng() % 2] + std::to_string(rng() % 400);
-    return s;
-}
-
-// Components read as strtof and strtod read them; in a stream strtod decides where a number
-// ends: one that ends at a delimiter makes the first component, one that reads nothing leaves
-// the whole piece pending.
-TEST(VectorNumbers, TokensReadAsTheCFunctionsReadThem) {
-    std::mt19937 rng(11);
-    Owner owner;
-    SFVec3f vec3f(*owner.node);
-    SFVec3d vec3d(*owner.node);
-    MFVec3f list(*owner.node);
-    SFMatrix4f matrix(*owner.node);
-    for (int i = 0; i < 1000; ++i) {
-        std::string token = randomNumber(rng);
-        if (token[0] == 'i') continue;  // a matrix text starting with i
-        float f = std::strtof(token.c_str(), nullptr);
-        double d = std::strtod(token.c_str(), nullptr);
-        for (Field* field : {(Field*)&vec3f, (Field*)&vec3d, (Field*)&matrix})
-            field->setValueByStr(token.c_str());
-        ASSERT_TRUE(sameBits(vec3f.getValue()[0], f)) << token;
-        ASSERT_TRUE(sameBits(vec3d.getValue()[0], d)) << token;
-        ASSERT_TRUE(sameBits(matrix.getValue().getValues()[0], f)) << token;
-
-        std::string piece = token + " 0 0 ";
-        list.clear();
-        const char* rest = list.addValueByStr(piece.c_str(), Field::CardinalityMulti);
-        char* stop;
-        std::strtod(piece.c_str(), &stop);
-        if (stop == piece.c_str()) {
-            ASSERT_EQ(list.size(), 0u) << token;
-            ASSERT_EQ(rest, piece.c_str()) << token;
-        } else if (std::strchr(" ,;\t\n\r", *stop)) {
-            ASSERT_EQ(list.size(), 1u) << token;
-            ASSERT_EQ(rest, nullptr) << token;
-            ASSERT_TRUE(sameBits(list.getValue()[0][0], float(d))) << token;
-        }
-    }
-}
-
-// Random bytes, number-like characters, or a mutated seed into every class and every form.
+// Random bytes, number-like characters, or a mutated table text into every class and form.
 TEST(VectorFuzz, RandomTextAndBytesNeverBreakAField) {
     static const char alphabet[] = "0123456789+-.eExXinfaINFA ,;\t\n\r:\\\"'";
-    // clang-format off
-    static const char* seeds[] = {"1 2 3", "1 0 0 0 0 1 0 0 0 0 1 0 0 0 0 1", "0 1 0 1.5, 1 0 0 3.14", "identity",
-        "0, 0, 1:5, 1, 0, 0:2", "   1.000    0.000 \n   0.000    1.000 \n", "1e308 -1e308 1e-320 nan inf", "0.1;0.2;0.3;0.4"};
-    // clang-format on
     std::mt19937 rng(2024);
     Owner owner;
     std::set<int> types;
     for (const auto& c : kText) types.insert(c.type);
+    ASSERT_EQ(types.size(), 28u);  // the text table reaches every class
     std::vector<std::unique_ptr<Field>> fields;
     for (int type : types) fields.push_back(owner.make(type));
-    ASSERT_EQ(fields.size(), 28u);  // the text table reaches every class
     KalvexTest::LogCapture log;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
     int rounds = 0;
     for (; rounds < 2000 && std::chrono::steady_clock::now() < deadline; ++rounds) {
-        const int mode = rng() % 3;
-        std::string text = mode == 2 ? seeds[rng() % std::size(seeds)] : "";
-        for (int i = mode < 2 ? rng() % 96 : 1 + rng() % 4; i > 0; --i) {
-            const char c =
-                mode == 1 ? alphabet[rng() % (sizeof(alphabet) - 1)] : char(1 + rng() % 255);
-            const size_t at = rng() % (text.size() + 1);
-            if (mode < 2 || rng() % 2)
-                text.insert(at, 1, c);
-            else if (at < text.size())
-                text.erase(at, 1);
-        }
+        const char* seed = kText[rng() % std::size(kText)].in;
+        std::string text = seed && rng() % 2 ? seed : "";
+        for (int i = 1 + rng() % (text.empty() ? 96 : 4); i > 0; --i)
+            text.insert(
+                rng() % (text.size() + 1), 1,
+                rng() % 2 ? alphabet[rng() % (sizeof(alphabet) - 1)] : char(1 + rng() % 255));
         // Exactly as long as the text, so a read past its end is a read past the buffer.
         std::vector<char> exact(text.c_str(), text.c_str() + text.size() + 1);
         const char *begin = exact.data(), *end = begin + text.size();
         for (auto& field : fields) {
             field->setValueByStr(begin);
-            textOf(*field);
-            if (field->cardinality() == Field::CardinalityMulti) {
-                const char* rest = field->addValueByStr(begin, Field::CardinalityMulti);
-                ASSERT_TRUE(rest == nullptr || (rest >= begin && rest <= end))
-                    << field->dataTypeName() << " <" << text << ">";
-                field->addValueByStr(begin, Field::CardinalitySingle);
-                if (field->size() > 64) field->clear();
-            }
+            const char* rest = field->addValueByStr(begin, Field::CardinalityMulti);
+            ASSERT_TRUE(rest == nullptr || (rest >= begin && rest <= end))
+                << field->dataTypeName() << " <" << text << ">";
+            field->addValueByStr(begin, Field::CardinalitySingle);
             field->setValueByBin(text);
             field->set1ValueByBin(int(rng() % 4) - 1, text);
             field->get1ValueAsBin(int(rng() % 4) - 1);
             field->setValueByBin(field->getBinValue(-1));
             textOf(*field);
+            if (field->size() > 64) field->clear();
         }
         if (rounds % 64 == 0) log.clear();
     }
