@@ -81,45 +81,35 @@ std::vector<Image> storeSamples() {
 }
 
 TEST(ImageTest, BytesPerPixelByFormatAndType) {
-    const std::int32_t U16 = Image::OSG_UINT16_IMAGEDATA;
     // clang-format off
-    const struct { std::uint32_t format; std::int32_t type; std::uint32_t bpp, components; bool alpha, color, compressed; } rows[] = {
-        {Image::OSG_L_PF, U8, 1, 1, false, false, false},
-        {Image::OSG_A_PF, U16, 2, 1, true, false, false},
-        {Image::OSG_BGR_PF, Image::OSG_INT16_IMAGEDATA, 6, 3, false, true, false},
-        {Image::OSG_RGB_PF, Image::OSG_UINT32_IMAGEDATA, 12, 3, false, true, false},
-        {Image::OSG_RGB_DXT1, U8, 3, 3, false, true, true},
-        {Image::OSG_LUMINANCE_ALPHA_INTEGER_PF, Image::OSG_INT32_IMAGEDATA, 8, 2, true, false, false},
+    const struct { std::uint32_t format; std::int32_t type; std::uint32_t bpp, components; bool alpha, color, compressed; std::size_t size; } rows[] = {
+        {Image::OSG_L_PF, U8, 1, 1, false, false, false, 4},
+        {Image::OSG_RGB_DXT1, U8, 3, 3, false, true, true, 8},  // one 4x4 block
+        {Image::OSG_LUMINANCE_ALPHA_INTEGER_PF, Image::OSG_INT32_IMAGEDATA, 8, 2, true, false, false, 32},
         // Unknown format or type: no bytes at all.
-        {0x1234, U8, 0, 0, false, true, false},
-        {Image::OSG_RGB_PF, Image::OSG_INVALID_IMAGEDATATYPE, 0, 3, false, true, false},
+        {0x1234, U8, 0, 0, false, true, false, 0},
+        {Image::OSG_RGB_PF, Image::OSG_INVALID_IMAGEDATATYPE, 0, 3, false, true, false, 0},
     };
     // clang-format on
     for (const auto& r : rows) {
         SCOPED_TRACE(testing::Message() << std::hex << r.format << " type " << r.type);
         Image img;
         EXPECT_EQ(img.set(r.format, 2, 2, 1, 1, 1, 0.0, nullptr, r.type), r.bpp != 0);
-        EXPECT_EQ(std::tuple(img.getBpp(), img.getComponents(), img.isValid(),
-                             img.hasAlphaChannel(), img.hasColorChannel(), img.hasCompressedData()),
-                  std::tuple(r.bpp, r.components, r.bpp != 0, r.alpha, r.color, r.compressed));
-        if (!r.compressed) {
-            EXPECT_EQ(img.getSize(), 4u * r.bpp);
-        }
+        EXPECT_EQ(
+            std::tuple(img.getBpp(), img.getComponents(), img.isValid(), img.getSize(),
+                       img.hasAlphaChannel(), img.hasColorChannel(), img.hasCompressedData()),
+            std::tuple(r.bpp, r.components, r.bpp != 0, r.size, r.alpha, r.color, r.compressed));
     }
 }
 
-TEST(ImageTest, SetAllocatesAndLaysOutEveryChunk) {
-    const std::uint32_t RGB = Image::OSG_RGB_PF, RGBA = Image::OSG_RGBA_PF;
+TEST(ImageTest, SetSizesChunksOversizeAndFrames) {
     // clang-format off
     const struct { std::uint32_t format; std::int32_t type; int w, h, d, mips, frames, sides; std::size_t size; } rows[] = {
         {Image::OSG_L_PF, U8, 8, 1, 1, 5, 1, 1, 16},  // levels past 1x1 still cost one pixel
-        {RGBA, U8, 2, 2, 1, 2, 1, 6, 20 * 6},
-        {RGB, U8, 4, 4, 1, 2, 3, 2, 60 * 2 * 3},
-        // DXT: 4x4 blocks of 8 (DXT1) or 16 bytes, at least one block per level.
-        {Image::OSG_RGB_DXT1, U8, 5, 5, 1, 1, 1, 1, 32},
-        {Image::OSG_RGBA_DXT1, U8, 8, 8, 1, 3, 1, 1, 32 + 8 + 8},
+        {Image::OSG_RGB_PF, U8, 4, 4, 1, 2, 3, 2, 60 * 2 * 3},
+        {Image::OSG_RGB_DXT1, U8, 5, 5, 1, 1, 1, 1, 32},  // 4x4 blocks of 8 (DXT1) or 16 bytes, one at least
         {Image::OSG_RGBA_DXT5, U8, 16, 8, 1, 2, 1, 1, 8 * 16 + 2 * 16},
-        {RGB, U8, 0, -3, 0, 0, -1, 0, 3},  // sizes and counts below 1 become 1
+        {Image::OSG_RGB_PF, U8, 0, -3, 0, 0, -1, 0, 3},  // sizes and counts below 1 become 1
     };
     // clang-format on
     for (const auto& r : rows) {
@@ -129,8 +119,7 @@ TEST(ImageTest, SetAllocatesAndLaysOutEveryChunk) {
                             r.sides));
         EXPECT_EQ(img.getPixel(), Bytes(r.size, 0)) << "new pixels are zero";
         EXPECT_EQ(img.getSideSize() * img.getSideCount() * img.getFrameCount(), r.size);
-        // The chunks of every frame, side and level must tile the block without gaps.
-        std::size_t offset = 0;
+        std::size_t offset = 0;  // every frame, side and level tiles the block without gaps
         for (int f = 0; f < img.getFrameCount(); ++f)
             for (int s = 0; s < img.getSideCount(); ++s)
                 for (int m = 0; m < img.getMipMapCount(); ++m) {
@@ -144,31 +133,20 @@ TEST(ImageTest, SetAllocatesAndLaysOutEveryChunk) {
                     !img.getData(0, img.getFrameCount(), 0) &&
                     !img.getData(0, 0, img.getSideCount()));
     }
-}
 
-TEST(ImageTest, SetDataOversizeAndFrames) {
     const std::uint8_t src[6] = {1, 2, 3, 4, 5, 6};
+    const int big = std::numeric_limits<std::int32_t>::max();
     Image img;
     ASSERT_TRUE(img.set(Image::OSG_RGB_PF, 2, 1, 1, 1, 1, 0.0, src));
-    LogCapture log;
-    EXPECT_FALSE(img.setData(nullptr));
-    EXPECT_EQ(log.count("Image::setData(Null) call\n"), 1);
     const Image before = img;
-    const int big = std::numeric_limits<std::int32_t>::max();
-    EXPECT_FALSE(img.set(Image::OSG_RGBA_PF, big, big, big, 1, big, 0.0, nullptr,
-                         Image::OSG_FLOAT32_IMAGEDATA, true, big));
-    EXPECT_EQ(img, before);
-    EXPECT_EQ(img.getPixel(), Bytes(src, src + 6));
-    EXPECT_EQ(log.count("is too large"), 1);
-    // allocMem false keeps the geometry without pixels and is no failure worth a message;
-    // huge level counts cost one pixel each past 1x1.
-    EXPECT_FALSE(img.set(Image::OSG_L_PF, 2, 1, 1, big, 1, 0.0, nullptr, U8, false));
-    EXPECT_TRUE(!img.isValid() && !img.getData());
-    EXPECT_EQ(img.getSize(), 2u + (static_cast<std::size_t>(big) - 1));
-    EXPECT_EQ(log.count("Image::"), 2);
+    LogCapture log;
+    EXPECT_FALSE(img.setData(nullptr) || img.set(Image::OSG_RGBA_PF, big, big, big, 1, big, 0.0,
+                                                 nullptr, Image::OSG_FLOAT32_IMAGEDATA, true, big));
+    EXPECT_TRUE(img == before && img.getPixel() == Bytes(src, src + 6));
+    EXPECT_TRUE(log.count("Image::setData(Null) call\n") == 1 && log.count("is too large") == 1)
+        << log.text();
 
     img.set(Image::OSG_RGB_PF, 16, 4, 1, 1, 5, 0.5);
-    EXPECT_EQ(img.calcMipmapLevelCount(), 5u);
     const std::pair<double, std::uint32_t> times[] = {
         {0.49, 0}, {0.5, 1}, {2.2, 4}, {2.5, 0}, {-3.0, 0}, {std::nan(""), 0}, {INFINITY, 0}};
     for (const auto& [t, frame] : times) EXPECT_EQ(img.calcFrameNum(t), frame) << t;
@@ -176,7 +154,8 @@ TEST(ImageTest, SetDataOversizeAndFrames) {
 
 TEST(ImageTest, EqualityAndCopies) {
     Image base = patterned(Image::OSG_RGB_PF, 4, 2, 1, 2, 2, 1);
-    base.editGenericAtt().addField<SField<std::uint32_t>>("flags")->setValue(3);
+    auto* flags = base.editGenericAtt().addField<SField<std::uint32_t>>("flags");
+    flags->setValue(3);
     const std::uint8_t* p = base.getData();
     // Same byte count and bytes: sizes swapped, another format, another frame delay.
     const std::function<void(Image&)> changes[] = {
@@ -184,7 +163,6 @@ TEST(ImageTest, EqualityAndCopies) {
         [&](Image& i) { i.set(Image::OSG_RGB_PF, 2, 4, 1, 2, 2, 0.125, p); },
         [&](Image& i) { i.set(Image::OSG_BGR_PF, 4, 2, 1, 2, 2, 0.125, p); },
         [&](Image& i) { i.set(Image::OSG_RGB_PF, 4, 2, 1, 2, 2, 0.25, p); },
-        [](Image& i) { i.clearData(); },
     };
     for (const auto& change : changes) {
         Image changed = base;
@@ -196,21 +174,15 @@ TEST(ImageTest, EqualityAndCopies) {
     assigned.setAttachmentField("stale", "x");
     assigned = base;
     for (Image* c : {&copy, &assigned}) {
-        EXPECT_EQ(*c, base);
-        EXPECT_NE(c->getData(), base.getData()) << "no shared pixels";
-        EXPECT_EQ(c->findAttachmentField("stale"), nullptr);
+        EXPECT_TRUE(*c == base && c->getData() != base.getData() &&
+                    !c->findAttachmentField("stale"));
         c->setAttachmentField("url", "b.png");
         c->findGenericAtt()->getField<SField<std::uint32_t>>("flags")->setValue(9);
         EXPECT_EQ(*c, base);
     }
-    ImageGenericAtt& att = base.editGenericAtt();
-    auto* flags = att.getField<SField<std::uint32_t>>("flags");
-    EXPECT_EQ(flags->getValue(), 3u);
-    EXPECT_EQ((att.addField<SField<unsigned int, 0>>("flags")), flags) << "found, not added";
-    EXPECT_EQ(att.addField<SField<double>>("flags"), nullptr) << "name taken by another type";
     base.setAttachmentField("flags", "7");
-    EXPECT_EQ(base.findAttachmentField("flags"), nullptr) << "a typed field is not text";
-    EXPECT_EQ(flags->getValue(), 3u);
+    EXPECT_TRUE(!base.findAttachmentField("flags") && flags->getValue() == 3u)
+        << "a typed field is not text, and the copies' fields are their own";
 }
 
 TEST(ImageTest, StoreRestoreRoundTripIsExact) {
@@ -223,68 +195,35 @@ TEST(ImageTest, StoreRestoreRoundTripIsExact) {
         buf.push_back(0x99);                 // trailing bytes are not part of the image
         ASSERT_EQ(restore(back, buf), buf.size() - 1);
         buf.pop_back();
-        EXPECT_EQ(back, img);
-        EXPECT_EQ(back.getFrameDelay(), img.getFrameDelay());
+        EXPECT_TRUE(back == img && back.getFrameDelay() == img.getFrameDelay());
         EXPECT_EQ(storeOf(back), buf) << "stores again to the same bytes";
         EXPECT_EQ(log.text(), "") << "success is silent";
-
-        // The raw-buffer form writes the same bytes, and only when they fit.
-        Bytes raw(buf.size() + 1, 0xEE);
+        Bytes raw(buf.size() + 1, 0xEE);  // the raw form writes the same bytes, if they fit
         const auto size = static_cast<std::int64_t>(buf.size());
         EXPECT_EQ(img.store(Image::StoreMimeType, raw.data(), size), buf.size());
-        EXPECT_EQ(raw, [&] {
-            Bytes b = buf;
-            b.push_back(0xEE);
-            return b;
-        }());
+        EXPECT_TRUE(std::equal(buf.begin(), buf.end(), raw.begin()) && raw.back() == 0xEE);
         EXPECT_EQ(
             img.store("", raw.data(), size - 1) + img.store("image/png", raw.data(), size + 1), 0u);
         EXPECT_EQ(log.count("Image::store: "), 2);
     }
 }
 
-TEST(ImageTest, StoreFormMatchesTheDocumentedLayout) {
-    ASSERT_EQ(testCrc32(reinterpret_cast<const std::uint8_t*>("123456789"), 9), 0xCBF43926u);
-    Image img;
-    const std::uint8_t pixel = 0x7F;
-    ASSERT_TRUE(img.set(Image::OSG_L_PF, 1, 1, 1, 1, 1, 0.5, &pixel));
-    img.setAttachmentField("url", "a");
-    img.editGenericAtt().addField<SField<std::uint32_t>>("flags")->setValue(0x01020304);
-    Bytes e = {'K', 'X', 'I', 'M', 1, 0, 0, 0};
-    putLE(e, 8, 0x1909, 4);   // GL_LUMINANCE
-    putLE(e, 12, 0x1401, 4);  // GL_UNSIGNED_BYTE
-    for (int i = 0; i < 6; ++i) putLE(e, 16 + 4 * i, 1, 4);
-    putLE(e, 40, 0x3FE0000000000000ull, 8);  // 0.5
-    putLE(e, 48, 2, 4);
-    putLE(e, 52, 1, 8);
-    e.insert(e.end(), {1, 3, 0, 0, 0, 'u', 'r', 'l', 1, 0, 0, 0, 'a'});
-    e.insert(e.end(), {4, 5, 0, 0, 0, 'f', 'l', 'a', 'g', 's', 4, 3, 2, 1, 0x7F});
-    putLE(e, e.size(), testCrc32(e.data(), e.size()), 4);
-    EXPECT_EQ(storeOf(img), e);
-}
-
-TEST(ImageTest, RestoreRejectsEveryTruncation) {
+TEST(ImageTest, RestoreRejectsTruncationAndTargetedCorruption) {
+    const Image sentinel = patterned(Image::OSG_L_PF, 2, 2);
     const Bytes buf = storeOf(storeSamples().back());
-    const Image sentinel = patterned(Image::OSG_RGB_PF, 3, 1);
     LogCapture log;
     for (std::size_t len = 0; len < buf.size(); ++len) {
-        // A fresh block of exactly len bytes, so a sanitizer sees any read past the end.
-        std::unique_ptr<std::uint8_t[]> cut(new std::uint8_t[len]);
+        std::unique_ptr<std::uint8_t[]> cut(new std::uint8_t[len]);  // exactly len: no slack
         std::copy_n(buf.begin(), len, cut.get());
         Image img = sentinel;
-        EXPECT_EQ(img.restore(cut.get(), static_cast<std::int64_t>(len)), 0u) << len;
-        EXPECT_EQ(img, sentinel);
+        EXPECT_TRUE(img.restore(cut.get(), static_cast<std::int64_t>(len)) == 0u && img == sentinel)
+            << len;
     }
     EXPECT_EQ(log.count("Image::restore: "), static_cast<int>(buf.size())) << "one message each";
-    EXPECT_EQ(log.count("Image::restore: buffer of 63 bytes is too short\n"), 1);
-    Image img;
-    EXPECT_EQ(img.restore(buf.data(), -1) + img.restore(nullptr, 100), 0u) << "a size is required";
+    EXPECT_EQ(Image().restore(buf.data(), -1) + Image().restore(nullptr, 100), 0u) << "no size";
     EXPECT_EQ(log.count("Image::restore: no buffer or unknown buffer size\n"), 2);
-}
 
-TEST(ImageTest, RestoreRejectsTargetedCorruption) {
-    Image source;
-    source.set(Image::OSG_RGB_PF, 2, 1);
+    Image source = patterned(Image::OSG_RGB_PF, 2, 1);
     source.setAttachmentField("k", "v");
     source.editGenericAtt().addField<SField<bool>>("b")->setValue(true);
     const Bytes good = storeOf(source);
@@ -298,7 +237,6 @@ TEST(ImageTest, RestoreRejectsTargetedCorruption) {
         {6, 1, 2, "unknown header flags 0x1"},
         {16, 0, 4, "pixel byte count 6 does not match"},  // zero width with pixels
         {20, 0xFFFFFFFF, 4, "invalid geometry 2 x -1 x 1"},
-        {52, ~0ull, 8, "does not match"},
         {48, 0xFFFFFFFF, 4, "truncated attachment fields"},  // field count
         {60, 99, 1, "unknown attachment field type 99"},
         {66, 0xFFFFFFF0, 4, "damaged attachment field k\n"},  // string value length
@@ -307,19 +245,15 @@ TEST(ImageTest, RestoreRejectsTargetedCorruption) {
         {crc, 0, 4, "checksum mismatch"},
     };
     // clang-format on
-    const Image sentinel = patterned(Image::OSG_L_PF, 2, 2);
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "at " << c.at << ": " << c.message);
         Bytes bad = good;
         putLE(bad, c.at, c.value, c.width);
         if (c.at < crc) fixCrc(bad);
         Image img = sentinel;
-        LogCapture log;
-        EXPECT_EQ(restore(img, bad), 0u);
-        EXPECT_EQ(img, sentinel);
-        EXPECT_EQ(img.attachmentCount(), 0u);
-        EXPECT_TRUE(log.contains(c.message)) << log.text();
-        EXPECT_EQ(log.count("Image::restore: "), 1);
+        log.clear();
+        EXPECT_TRUE(restore(img, bad) == 0u && img == sentinel && img.attachmentCount() == 0u);
+        EXPECT_TRUE(log.contains(c.message) && log.count("Image::restore: ") == 1) << log.text();
     }
     Image img;  // the untouched buffer passes, so each case above fails for its own reason
     EXPECT_EQ(restore(img, good), good.size());
@@ -333,23 +267,22 @@ TEST(ImageTest, RestoreSurvivesRandomMutation) {
     for (int iter = 0; iter < 1500; ++iter) {
         Bytes buf = storeOf(samples[iter % samples.size()]);
         const unsigned kind = rng() % 3;
-        for (unsigned e = 0, edits = 1 + rng() % 6; e < edits && buf.size() > 4; ++e) {
+        for (unsigned e = 0, edits = 1 + rng() % 6; e < edits; ++e) {
             const auto at = static_cast<std::ptrdiff_t>(rng() % (buf.size() - 4));
             if (kind == 0) buf[at] = static_cast<std::uint8_t>(rng());
             if (kind == 1) buf.erase(buf.begin() + at);
             if (kind == 2) buf.insert(buf.begin() + at, static_cast<std::uint8_t>(rng()));
         }
-        if (buf.size() >= 4) fixCrc(buf);
+        fixCrc(buf);
         Image img = samples[1];
         const std::uint64_t used = restore(img, buf);
         if (used == 0) {
             EXPECT_EQ(img, samples[1]) << "a failed restore changes nothing";
-            continue;
+        } else {  // whatever got in must be consistent and store back to the bytes it used
+            ASSERT_LE(used, buf.size());
+            EXPECT_EQ(img.getPixel().size(), img.isValid() ? img.getSize() : 0u);
+            EXPECT_EQ(storeOf(img), Bytes(buf.begin(), buf.begin() + used));
         }
-        // Whatever got in must be consistent and store back to the bytes it used.
-        ASSERT_LE(used, buf.size());
-        EXPECT_EQ(img.getPixel().size(), img.isValid() ? img.getSize() : 0u);
-        EXPECT_EQ(storeOf(img), Bytes(buf.begin(), buf.begin() + used));
     }
 }
 
