@@ -4,8 +4,10 @@
 
 #include <bit>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <random>
 #include <set>
@@ -138,6 +140,22 @@ const struct { int type; Field::Cardinality mode; const char* piece; int rest; c
     {MFPlaneType, S, "0 0 1 5", -1, "0, 0, 1:5", ""},
 };
 // clang-format on
+
+// Single values read every token with strtof, the double types too; a rotation reads with
+// strtod and narrows, so a value beyond float range gives the default rotation.
+TEST(VectorText, SingleValueTokensReadAsFloats) {
+    Owner owner;
+    SFVec3d vec(*owner.node);
+    vec.setValueByStr("0.1 -1e300 2");
+    EXPECT_EQ(vec.getValue()[0], double(std::strtof("0.1", nullptr)));
+    EXPECT_EQ(vec.getValue()[1], -HUGE_VAL);
+    SFMatrix4d matrix(*owner.node);
+    matrix.setValueByStr("0.1");
+    EXPECT_EQ(matrix.getValue().getValues()[0], double(0.1f));
+    SFRotation rotation(*owner.node);
+    rotation.setValueByStr("0 1 0 1e39");
+    EXPECT_EQ(textOf(rotation), "0 0 1 0");
+}
 
 TEST(VectorStream, KeepsCompleteElementsAndReturnsTheRest) {
     Owner owner;

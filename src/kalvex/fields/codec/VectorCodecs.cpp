@@ -173,10 +173,13 @@ void parseSingle(E& e, const char* text) {
             return;
         }
     }
-    typename T::Scalar v[T::N] = {};
+    // Tokens are read with strtof, also for the double types; a rotation reads doubles and
+    // narrows them.
+    using Token = std::conditional_t<std::is_same_v<E, Rotation>, double, float>;
+    Token v[T::N] = {};
     if (text) {
         int n = 0;
-        numtext::forEachToken<typename T::Scalar>(text, [&](auto value) {
+        numtext::forEachToken<Token>(text, [&](auto value) {
             v[n++] = value;
             return n < T::N;
         });
