@@ -30,7 +30,14 @@ bool readNumber(const char*& pos, unsigned long& value) {
     return true;
 }
 
-std::uint32_t formatOfComponents(unsigned long components) {
+bool isTextFormat(std::uint32_t format) {
+    return format == osg::Image::OSG_L_PF || format == osg::Image::OSG_LA_PF ||
+           format == osg::Image::OSG_RGB_PF || format == osg::Image::OSG_RGBA_PF;
+}
+
+}  // namespace
+
+std::uint32_t Image::pixelFormatOfComponents(unsigned long components) {
     switch (components) {
         case 1:
             return osg::Image::OSG_L_PF;
@@ -44,13 +51,6 @@ std::uint32_t formatOfComponents(unsigned long components) {
             return osg::Image::OSG_INVALID_PF;
     }
 }
-
-bool isTextFormat(std::uint32_t format) {
-    return format == osg::Image::OSG_L_PF || format == osg::Image::OSG_LA_PF ||
-           format == osg::Image::OSG_RGB_PF || format == osg::Image::OSG_RGBA_PF;
-}
-
-}  // namespace
 
 Image::Image() = default;
 
@@ -95,7 +95,7 @@ bool Image::set(const char* text, const char** rest) {
         if (rest) *rest = pos;
     }
     const unsigned long width = header[0], height = header[1], components = header[2];
-    const std::uint32_t format = formatOfComponents(components);
+    const std::uint32_t format = pixelFormatOfComponents(components);
     const unsigned long long pixelBytes = format == osg::Image::OSG_INVALID_PF ? 1 : components;
 
     // Checked: a header of huge numbers must neither wrap around nor allocate. The platform

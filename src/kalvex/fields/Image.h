@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <memory>
 
@@ -38,6 +39,10 @@ class Image {
     // Scene text that big would be some 700 MB, so anything larger is a corrupt or hostile
     // header, and we must not allocate it just because a header says so.
     static constexpr unsigned long long kMaxTextBytes = 64ull << 20;
+
+    // Pixel format of a component count in the text and binary forms: 1 luminance,
+    // 2 luminance-alpha, 3 RGB, 4 RGBA, anything else 0.
+    static std::uint32_t pixelFormatOfComponents(unsigned long components);
 
   private:
     std::shared_ptr<osg::Image> _image;

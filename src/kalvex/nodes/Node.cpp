@@ -22,21 +22,7 @@ std::map<uint64_t, Node*>* idMap = nullptr;
 
 }  // namespace
 
-Node::Node(NodeType& type, const char* name)
-    : _logFeatureMask(0),
-      _type(&type),
-      _proc(nullptr),
-      _name(nullptr),
-      _exportName(nullptr),
-      _idStr(nullptr),
-      _nameSpace(nullptr),
-      _creator(0),
-      _state(Creation),
-      _changeFlags(0),
-      _changedMask(~0UL),
-      _isChangingMask(0),
-      _logFeature(nullptr),
-      _metadata(nullptr) {
+Node::Node(NodeType& type, const char* name) : _type(&type) {
     _fieldVec.assign(type.descCount(), nullptr);
     type.changeObjCounter(1);
     if (_regID) {
@@ -51,22 +37,7 @@ Node::Node(NodeType& type, const char* name)
     _proc = new NodeProc(type, *this);
 }
 
-Node::Node(const Node& other)
-    : AttachmentBag(other),
-      _logFeatureMask(0),
-      _type(other._type),
-      _proc(nullptr),
-      _name(nullptr),
-      _exportName(nullptr),
-      _idStr(nullptr),
-      _nameSpace(nullptr),
-      _creator(0),
-      _state(Creation),
-      _changeFlags(0),
-      _changedMask(~0UL),
-      _isChangingMask(0),
-      _logFeature(nullptr),
-      _metadata(nullptr) {
+Node::Node(const Node& other) : AttachmentBag(other), _type(other._type) {
     KFATAL("Runing Node copy constructor for %s\n", other.getName().c_str());
     if (_type) _type->changeObjCounter(1);
 }

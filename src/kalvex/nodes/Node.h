@@ -81,22 +81,22 @@ class Node : public AttachmentBag {
     static const char* _stateName[5];
     static bool _regID;
 
-    BitVector<unsigned long> _logFeatureMask;
+    BitVector<unsigned long> _logFeatureMask{0};
     NodeType* _type;
-    NodeProc* _proc;
-    const std::string* _name;
-    const std::string* _exportName;
-    mutable std::string* _idStr;
-    NodeNameSpace* _nameSpace;
+    NodeProc* _proc = nullptr;
+    const std::string* _name = nullptr;
+    const std::string* _exportName = nullptr;
+    mutable std::string* _idStr = nullptr;
+    NodeNameSpace* _nameSpace = nullptr;
     std::vector<NodeLink*> _nodeLinkBag;
     std::vector<Field*> _fieldVec;
-    int _creator;
-    NodeState _state;
-    uint32_t _changeFlags;
-    NodePartMask _changedMask;
-    NodePartMask _isChangingMask;
-    MFString* _logFeature;
-    SFNode* _metadata;
+    int _creator = 0;
+    NodeState _state = Creation;
+    uint32_t _changeFlags = 0;
+    NodePartMask _changedMask{~0UL};
+    NodePartMask _isChangingMask{0};
+    MFString* _logFeature = nullptr;
+    SFNode* _metadata = nullptr;
 
   private:
     std::string _ownName;  // backs _name until name scopes hold the names

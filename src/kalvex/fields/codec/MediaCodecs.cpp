@@ -14,21 +14,6 @@ namespace Kalvex {
 
 namespace {
 
-std::uint32_t formatOfComponents(unsigned components) {
-    switch (components) {
-        case 1:
-            return osg::Image::OSG_L_PF;
-        case 2:
-            return osg::Image::OSG_LA_PF;
-        case 3:
-            return osg::Image::OSG_RGB_PF;
-        case 4:
-            return osg::Image::OSG_RGBA_PF;
-        default:
-            return osg::Image::OSG_INVALID_PF;
-    }
-}
-
 bool isBlank(const char* text) {
     if (!text) return true;
     for (; *text; ++text)
@@ -91,7 +76,8 @@ void SFImageCodec::setBin(F& f, const std::string& data) {
     bool header = false, complete = false;
     numtext::fromBin(data, [&](Harnel::ibinstream& in) {
         header = bool(in >> width >> height >> depth >> components >> zero);
-        if (!header || formatOfComponents(components) == osg::Image::OSG_INVALID_PF) return;
+        if (!header || Image::pixelFormatOfComponents(components) == osg::Image::OSG_INVALID_PF)
+            return;
         // The bytes must be in the string already, so a corrupt header cannot make us allocate.
         // A size of 0 becomes 1 in the platform image, so it counts as 1 here.
         const std::size_t count = std::size_t(std::max<unsigned short>(width, 1)) *
@@ -101,7 +87,7 @@ void SFImageCodec::setBin(F& f, const std::string& data) {
         pixels.resize(count);
         complete = in.read(pixels.data(), count);
     });
-    if (header && formatOfComponents(components) == osg::Image::OSG_INVALID_PF) {
+    if (header && Image::pixelFormatOfComponents(components) == osg::Image::OSG_INVALID_PF) {
         KFATAL("%s::setValueByBin(): Invalid number of components (%i)\n", f.dataTypeName(),
                int(components));
         return;
@@ -113,9 +99,9 @@ void SFImageCodec::setBin(F& f, const std::string& data) {
     }
     Image& image = f.editValue();
     if (!image.getData()) image.createData();
-    image.getData()->set(formatOfComponents(components), width, height, depth, 1, 1, 0.0,
-                         pixels.empty() ? nullptr : pixels.data(), osg::Image::OSG_UINT8_IMAGEDATA,
-                         true);
+    image.getData()->set(Image::pixelFormatOfComponents(components), width, height, depth, 1, 1,
+                         0.0, pixels.empty() ? nullptr : pixels.data(),
+                         osg::Image::OSG_UINT8_IMAGEDATA, true);
 }
 
 void SFImageCodec::setRaw(F& f, unsigned char* data, unsigned int size) {
