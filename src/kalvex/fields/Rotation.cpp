@@ -69,14 +69,15 @@ void Rotation::updateQuat() const {
 
 void Rotation::getAxisAngle(float& x, float& y, float& z, float& angle) const {
     updateAxis();
-    x = _axis[0];
-    y = _axis[1];
-    z = _axis[2];
-    angle = _angle;
+    readAxis(x, y, z, angle);
 }
 
 void Rotation::getAxisAngleInline(float& x, float& y, float& z, float& angle) const {
     updateAxisInline();
+    readAxis(x, y, z, angle);
+}
+
+void Rotation::readAxis(float& x, float& y, float& z, float& angle) const {
     x = _axis[0];
     y = _axis[1];
     z = _axis[2];

@@ -34,6 +34,8 @@ class Rotation {
     void updateQuat() const;
 
   private:
+    void readAxis(float& x, float& y, float& z, float& angle) const;
+
     mutable osg::Quaternion _quat;
     mutable float _axis[3];
     mutable float _angle;

@@ -161,6 +161,53 @@ void logPartialNotImpl(const Field& f) {
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
+// Binary forms shared by the classes
+
+namespace scalarcodec {
+
+template <class T, class W, class R>
+std::string SFBin<T, W, R>::getBin(const F& f, int) {
+    return writeOne(static_cast<W>(f.getValue()));
+}
+
+template <class T, class W, class R>
+void SFBin<T, W, R>::setBin(F& f, const std::string& data) {
+    f.setValue(static_cast<T>(readOne<R>(data)));
+}
+
+template <class Field_, class W, class R>
+std::string MFBin<Field_, W, R>::getBin(const F& f, int) {
+    return numtext::writeCounted<CastWire<W>>(f.getValue());
+}
+
+template <class Field_, class W, class R>
+void MFBin<Field_, W, R>::setBin(F& f, const std::string& data) {
+    readList<R>(f.editValue(), data);
+}
+
+template <class Field_, class W, class R>
+std::string MFBin<Field_, W, R>::get1Bin(const F& f, int index) {
+    return numtext::writeElement<CastWire<W>>(f.getValue(), index);
+}
+
+template <class Field_, class W, class R>
+void MFBin<Field_, W, R>::set1Bin(F& f, int index, const std::string& data) {
+    numtext::readElement<CastWire<R>>(f.editValue(), index, data);
+}
+
+template struct SFBin<bool, bool>;
+template struct SFBin<int, long>;
+template struct SFBin<float, float>;
+template struct SFBin<double, double>;
+template struct SFBin<std::string, std::string>;
+template struct MFBin<MVField<int, false>, long, int>;
+template struct MFBin<MVField<float, false>, float>;
+template struct MFBin<MVField<double, false>, double>;
+template struct MFBin<MLField<std::string, false>, std::string>;
+
+}  // namespace scalarcodec
+
+// ---------------------------------------------------------------------------------------------
 // SFBool, MFBool
 
 void SFBoolCodec::setStr(F& f, const char* text) {
@@ -169,14 +216,6 @@ void SFBoolCodec::setStr(F& f, const char* text) {
 
 void SFBoolCodec::getStr(const F& f, std::string& out) {
     out = boolName(f.getValue());
-}
-
-std::string SFBoolCodec::getBin(const F& f, int) {
-    return writeOne(f.getValue());
-}
-
-void SFBoolCodec::setBin(F& f, const std::string& data) {
-    f.setValue(readOne<bool>(data));
 }
 
 void MFBoolCodec::setStr(F& f, const char* text) {
@@ -217,14 +256,6 @@ void SFInt32Codec::getStr(const F& f, std::string& out) {
     out = buffer;
 }
 
-std::string SFInt32Codec::getBin(const F& f, int) {
-    return writeOne(long(f.getValue()));
-}
-
-void SFInt32Codec::setBin(F& f, const std::string& data) {
-    f.setValue(readOne<long, int>(data));
-}
-
 void MFInt32Codec::setStr(F& f, const char* text) {
     parseTokenList(f.editValue(), text);
 }
@@ -239,22 +270,6 @@ const char* MFInt32Codec::addStr(F& f, const char* text, Field::Cardinality mode
     return nullptr;
 }
 
-std::string MFInt32Codec::getBin(const F& f, int) {
-    return numtext::writeCounted<CastWire<long>>(f.getValue());
-}
-
-void MFInt32Codec::setBin(F& f, const std::string& data) {
-    readList<int>(f.editValue(), data);
-}
-
-std::string MFInt32Codec::get1Bin(const F& f, int index) {
-    return numtext::writeElement<CastWire<long>>(f.getValue(), index);
-}
-
-void MFInt32Codec::set1Bin(F& f, int index, const std::string& data) {
-    numtext::readElement<CastWire<int>>(f.editValue(), index, data);
-}
-
 // ---------------------------------------------------------------------------------------------
 // SFFloat, MFFloat
 
@@ -264,14 +279,6 @@ void SFFloatCodec::setStr(F& f, const char* text) {
 
 void SFFloatCodec::getStr(const F& f, std::string& out) {
     printFormat(out, "%g", double(f.getValue()));
-}
-
-std::string SFFloatCodec::getBin(const F& f, int) {
-    return writeOne(f.getValue());
-}
-
-void SFFloatCodec::setBin(F& f, const std::string& data) {
-    f.setValue(readOne<float>(data));
 }
 
 void MFFloatCodec::setStr(F& f, const char* text) {
@@ -302,22 +309,6 @@ const char* MFFloatCodec::addStr(F& f, const char* text, Field::Cardinality mode
     return nullptr;
 }
 
-std::string MFFloatCodec::getBin(const F& f, int) {
-    return numtext::writeCounted<CastWire<float>>(f.getValue());
-}
-
-void MFFloatCodec::setBin(F& f, const std::string& data) {
-    readList<float>(f.editValue(), data);
-}
-
-std::string MFFloatCodec::get1Bin(const F& f, int index) {
-    return numtext::writeElement<CastWire<float>>(f.getValue(), index);
-}
-
-void MFFloatCodec::set1Bin(F& f, int index, const std::string& data) {
-    numtext::readElement<CastWire<float>>(f.editValue(), index, data);
-}
-
 // ---------------------------------------------------------------------------------------------
 // SFDouble, SFTime, MFDouble, MFTime
 
@@ -329,28 +320,8 @@ void SFDoubleCodec::getStr(const F& f, std::string& out) {
     printFormat(out, "%g", f.getValue());
 }
 
-std::string SFDoubleCodec::getBin(const F& f, int) {
-    return writeOne(f.getValue());
-}
-
-void SFDoubleCodec::setBin(F& f, const std::string& data) {
-    f.setValue(readOne<double>(data));
-}
-
-void SFTimeCodec::setStr(F& f, const char* text) {
-    f.setValue(singleNumber<double>(text));
-}
-
 void SFTimeCodec::getStr(const F& f, std::string& out) {
     printFormat(out, "%.16g", f.getValue());
-}
-
-std::string SFTimeCodec::getBin(const F& f, int) {
-    return writeOne(f.getValue());
-}
-
-void SFTimeCodec::setBin(F& f, const std::string& data) {
-    f.setValue(readOne<double>(data));
 }
 
 void MFDoubleCodec::setStr(F& f, const char* text) {
@@ -367,49 +338,9 @@ const char* MFDoubleCodec::addStr(F& f, const char* text, Field::Cardinality mod
     return nullptr;
 }
 
-std::string MFDoubleCodec::getBin(const F& f, int) {
-    return numtext::writeCounted<CastWire<double>>(f.getValue());
-}
-
-void MFDoubleCodec::setBin(F& f, const std::string& data) {
-    readList<double>(f.editValue(), data);
-}
-
-std::string MFDoubleCodec::get1Bin(const F& f, int index) {
-    return numtext::writeElement<CastWire<double>>(f.getValue(), index);
-}
-
-void MFDoubleCodec::set1Bin(F& f, int index, const std::string& data) {
-    numtext::readElement<CastWire<double>>(f.editValue(), index, data);
-}
-
-void MFTimeCodec::setStr(F& f, const char* text) {
-    parseTokenList(f.editValue(), text);
-}
-
 // Six significant digits, where SFTime prints sixteen.
 void MFTimeCodec::getStr(const F& f, std::string& out) {
     printNumberList(f.getValue(), out, NumberForm::Default);
-}
-
-const char* MFTimeCodec::addStr(F& f, const char* text, Field::Cardinality mode) {
-    return MFDoubleCodec::addStr(f, text, mode);
-}
-
-std::string MFTimeCodec::getBin(const F& f, int component) {
-    return MFDoubleCodec::getBin(f, component);
-}
-
-void MFTimeCodec::setBin(F& f, const std::string& data) {
-    MFDoubleCodec::setBin(f, data);
-}
-
-std::string MFTimeCodec::get1Bin(const F& f, int index) {
-    return MFDoubleCodec::get1Bin(f, index);
-}
-
-void MFTimeCodec::set1Bin(F& f, int index, const std::string& data) {
-    MFDoubleCodec::set1Bin(f, index, data);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -421,14 +352,6 @@ void SFStringCodec::setStr(F& f, const char* text) {
 
 void SFStringCodec::getStr(const F& f, std::string& out) {
     out = f.getValue();
-}
-
-std::string SFStringCodec::getBin(const F& f, int) {
-    return writeOne(f.getValue());
-}
-
-void SFStringCodec::setBin(F& f, const std::string& data) {
-    f.setValue(readOne<std::string>(data));
 }
 
 void MFStringCodec::setStr(F& f, const char* text) {
@@ -510,22 +433,6 @@ const char* MFStringCodec::addStr(F& f, const char* text, Field::Cardinality mod
     }
     f.addValue(text ? text : "");
     return nullptr;
-}
-
-std::string MFStringCodec::getBin(const F& f, int) {
-    return numtext::writeCounted<CastWire<std::string>>(f.getValue());
-}
-
-void MFStringCodec::setBin(F& f, const std::string& data) {
-    readList<std::string>(f.editValue(), data);
-}
-
-std::string MFStringCodec::get1Bin(const F& f, int index) {
-    return numtext::writeElement<CastWire<std::string>>(f.getValue(), index);
-}
-
-void MFStringCodec::set1Bin(F& f, int index, const std::string& data) {
-    numtext::readElement<CastWire<std::string>>(f.editValue(), index, data);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -22,9 +22,10 @@ using numtext::kTokenSet;
 template <class E>
 struct Traits;
 
-template <class S, int Size>
-struct Traits<osg::Vector<S, Size>> {
-    using E = osg::Vector<S, Size>;
+// Vectors and colours: components by index, printed with their own stream operator.
+template <class E_, class S, int Size>
+struct IndexedTraits {
+    using E = E_;
     using Scalar = S;
     static constexpr int N = Size;
     template <class In>
@@ -37,25 +38,12 @@ struct Traits<osg::Vector<S, Size>> {
     }
     static void printElement(std::ostream& os, const E& e) { os << e; }
 };
-
-template <class C, int Size>
-struct ColorTraits {
-    using Scalar = float;
-    static constexpr int N = Size;
-    template <class In>
-    static void fromComps(C& e, const In* v) {
-        for (int i = 0; i < N; ++i) e[i] = float(v[i]);
-    }
-    template <class Out>
-    static void toComps(const C& e, Out* v) {
-        for (int i = 0; i < N; ++i) v[i] = Out(e[i]);
-    }
-    static void printElement(std::ostream& os, const C& e) { os << e; }
-};
+template <class S, int Size>
+struct Traits<osg::Vector<S, Size>> : IndexedTraits<osg::Vector<S, Size>, S, Size> {};
 template <>
-struct Traits<osg::Color3f> : ColorTraits<osg::Color3f, 3> {};
+struct Traits<osg::Color3f> : IndexedTraits<osg::Color3f, float, 3> {};
 template <>
-struct Traits<osg::Color4f> : ColorTraits<osg::Color4f, 4> {};
+struct Traits<osg::Color4f> : IndexedTraits<osg::Color4f, float, 4> {};
 
 template <>
 struct Traits<osg::Plane> {
