@@ -14,7 +14,7 @@
 #include "kalvex/fields/Image.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeType.h"
-#include "platform/osg/Image.h"
+#include "kalvex/platform/osg/Image.h"
 #include "support/LogCapture.h"
 
 using Kalvex::Image;

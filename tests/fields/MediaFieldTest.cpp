@@ -13,8 +13,8 @@
 #include "kalvex/fields/PCMSound.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeType.h"
-#include "platform/harnel/BinStream.h"
-#include "platform/osg/Image.h"
+#include "kalvex/platform/harnel/BinStream.h"
+#include "kalvex/platform/osg/Image.h"
 #include "support/LogCapture.h"
 
 namespace osg = Kalvex::osg;

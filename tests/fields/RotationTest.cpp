@@ -6,8 +6,8 @@
 #include <random>
 
 #include "kalvex/fields/Rotation.h"
-#include "platform/osg/Quaternion.h"
-#include "platform/osg/Vector.h"
+#include "kalvex/platform/osg/Quaternion.h"
+#include "kalvex/platform/osg/Vector.h"
 
 using Kalvex::Rotation;
 namespace osg = Kalvex::osg;

@@ -5,7 +5,7 @@
 #define KALVEX_TEST_HAVE_GL 1
 #endif
 
-#include "platform/osg/Image.h"
+#include "kalvex/platform/osg/Image.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // A host that includes its GL header after ours: its macros take over our names, and both
 // spellings must still compile and agree.
-#include "platform/osg/Image.h"
+#include "kalvex/platform/osg/Image.h"
 
 #if __has_include(<GL/gl.h>)
 #include <GL/gl.h>

@@ -1,4 +1,4 @@
-#include "platform/osg/Image.h"
+#include "kalvex/platform/osg/Image.h"
 
 #include <gtest/gtest.h>
 

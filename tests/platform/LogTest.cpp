@@ -12,7 +12,7 @@
 #include <string>
 
 #include "kalvex/object/Logging.h"
-#include "platform/osg/Log.h"
+#include "kalvex/platform/osg/Log.h"
 #include "support/LogCapture.h"
 
 namespace {

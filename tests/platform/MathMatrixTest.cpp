@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/osg/Matrix.h"
-#include "platform/osg/Quaternion.h"
+#include "kalvex/platform/osg/Matrix.h"
+#include "kalvex/platform/osg/Quaternion.h"
 
 using namespace Kalvex::osg;
 

@@ -6,9 +6,9 @@
 #include <sstream>
 #include <string>
 
-#include "platform/osg/Color.h"
-#include "platform/osg/Plane.h"
-#include "platform/osg/Vector.h"
+#include "kalvex/platform/osg/Color.h"
+#include "kalvex/platform/osg/Plane.h"
+#include "kalvex/platform/osg/Vector.h"
 
 using namespace Kalvex::osg;
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/osg/Log.h"
+#include "kalvex/platform/osg/Log.h"
 
 namespace KalvexTest {
 

@@ -13,10 +13,10 @@
 #include "kalvex/fields/Rotation.h"
 #include "kalvex/fields/XField.h"
 #include "kalvex/nodes/NodeLink.h"
-#include "platform/osg/Color.h"
-#include "platform/osg/Matrix.h"
-#include "platform/osg/Plane.h"
-#include "platform/osg/Vector.h"
+#include "kalvex/platform/osg/Color.h"
+#include "kalvex/platform/osg/Matrix.h"
+#include "kalvex/platform/osg/Plane.h"
+#include "kalvex/platform/osg/Vector.h"
 
 namespace Kalvex {
 

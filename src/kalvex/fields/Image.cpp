@@ -7,7 +7,7 @@
 #include <ostream>
 
 #include "kalvex/object/Logging.h"
-#include "platform/osg/Image.h"
+#include "kalvex/platform/osg/Image.h"
 
 namespace Kalvex {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "platform/osg/Quaternion.h"
+#include "kalvex/platform/osg/Quaternion.h"
 
 namespace Kalvex {
 

@@ -5,7 +5,7 @@
 //   KWARNING("Cannot register context a second time in System\n");
 //   KFATAL("Can not add NULL attachemnt for %d id", id);
 
-#include "platform/osg/Log.h"
+#include "kalvex/platform/osg/Log.h"
 
 namespace Kalvex {
 

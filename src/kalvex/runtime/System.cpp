@@ -10,9 +10,9 @@
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeType.h"
 #include "kalvex/object/Logging.h"
+#include "kalvex/platform/mosrel/SysInfo.h"
+#include "kalvex/platform/osg/ChangeList.h"
 #include "kalvex/runtime/Context.h"
-#include "platform/mosrel/SysInfo.h"
-#include "platform/osg/ChangeList.h"
 
 namespace Kalvex {
 

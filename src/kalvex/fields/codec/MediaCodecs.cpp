@@ -8,7 +8,7 @@
 
 #include "kalvex/fields/codec/NumberText.h"
 #include "kalvex/object/Logging.h"
-#include "platform/osg/Image.h"
+#include "kalvex/platform/osg/Image.h"
 
 namespace Kalvex {
 

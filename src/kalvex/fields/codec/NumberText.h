@@ -16,7 +16,7 @@
 #include <system_error>
 #include <type_traits>
 
-#include "platform/harnel/BinStream.h"
+#include "kalvex/platform/harnel/BinStream.h"
 
 namespace Kalvex::numtext {
 

@@ -11,9 +11,9 @@
 
 #include <ostream>
 
-#include "platform/osg/MathTypes.h"
-#include "platform/osg/Matrix.h"
-#include "platform/osg/Vector.h"
+#include "kalvex/platform/osg/MathTypes.h"
+#include "kalvex/platform/osg/Matrix.h"
+#include "kalvex/platform/osg/Vector.h"
 
 namespace Kalvex::osg {
 

@@ -1,4 +1,4 @@
-#include "platform/osg/Quaternion.h"
+#include "kalvex/platform/osg/Quaternion.h"
 
 #include <cmath>
 #include <iomanip>

@@ -1,4 +1,4 @@
-#include "platform/osg/Vector.h"
+#include "kalvex/platform/osg/Vector.h"
 
 #include <type_traits>
 

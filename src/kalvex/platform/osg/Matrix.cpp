@@ -1,4 +1,4 @@
-#include "platform/osg/Matrix.h"
+#include "kalvex/platform/osg/Matrix.h"
 
 #include <Eigen/Dense>
 #include <algorithm>
@@ -7,7 +7,7 @@
 #include <iomanip>
 #include <unsupported/Eigen/MatrixFunctions>
 
-#include "platform/osg/Quaternion.h"
+#include "kalvex/platform/osg/Quaternion.h"
 
 namespace Kalvex::osg {
 

@@ -10,8 +10,8 @@
 #include <istream>
 #include <ostream>
 
-#include "platform/osg/MathTypes.h"
-#include "platform/osg/Vector.h"
+#include "kalvex/platform/osg/MathTypes.h"
+#include "kalvex/platform/osg/Vector.h"
 
 namespace Kalvex::osg {
 

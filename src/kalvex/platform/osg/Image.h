@@ -12,7 +12,7 @@
 // from the largest down, each level depth × height × width pixels of getBpp() bytes (DXT formats
 // in 4×4 blocks of 8 or 16 bytes). Level n is (width >> n, height >> n, depth >> n), at least 1.
 
-#include "platform/osg/GLConstants.h"
+#include "kalvex/platform/osg/GLConstants.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "platform/mosrel/SysInfo.h"
+#include "kalvex/platform/mosrel/SysInfo.h"
 
 #include <iostream>
 

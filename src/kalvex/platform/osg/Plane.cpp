@@ -1,4 +1,4 @@
-#include "platform/osg/Plane.h"
+#include "kalvex/platform/osg/Plane.h"
 
 namespace Kalvex::osg {
 

@@ -1,4 +1,4 @@
-#include "platform/osg/Log.h"
+#include "kalvex/platform/osg/Log.h"
 
 #include <strings.h>
 #include <cstdio>

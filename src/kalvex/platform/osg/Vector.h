@@ -16,7 +16,7 @@
 #include <istream>
 #include <ostream>
 
-#include "platform/osg/MathTypes.h"
+#include "kalvex/platform/osg/MathTypes.h"
 
 namespace Kalvex::osg {
 

@@ -1,4 +1,4 @@
-#include "platform/harnel/BinStream.h"
+#include "kalvex/platform/harnel/BinStream.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "platform/osg/ChangeList.h"
+#include "kalvex/platform/osg/ChangeList.h"
 
 namespace Kalvex::osg {
 
