@@ -17,6 +17,7 @@
 #include "kalvex/fields/FieldType.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeType.h"
+#include "kalvex/scopes/NodeNameSpace.h"
 
 using namespace Kalvex;
 
@@ -54,9 +55,11 @@ const Data& data() {
 }
 
 Node& node() {
-    static NodeType type("BenchNode", nullptr, 0);
     static Node* n = [] {
-        Node* made = new Node(type, "bench");
+        NodeType::initTypeTree(true);
+        auto* scope = new NodeNameSpace("bench", nullptr, false);
+        scope->addRef();
+        Node* made = Node::_type.createNode(scope, "bench", CreatorSystem);
         made->addRef();
         return made;
     }();

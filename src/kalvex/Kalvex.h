@@ -9,6 +9,7 @@
 #include "kalvex/object/Observer.h"
 #include "kalvex/object/RefCountObject.h"
 #include "kalvex/object/SmartPtr.h"
+#include "kalvex/object/StringUtil.h"
 #include "kalvex/object/Subject.h"
 #include "kalvex/object/TimeStamp.h"
 
@@ -25,15 +26,26 @@
 
 #include "kalvex/events/EventSlot.h"
 
+#include "kalvex/nodes/MFNode.h"
+#include "kalvex/nodes/MetadataObject.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeEnums.h"
 #include "kalvex/nodes/NodeLink.h"
 #include "kalvex/nodes/NodePartDesc.h"
 #include "kalvex/nodes/NodeProc.h"
 #include "kalvex/nodes/NodeType.h"
+#include "kalvex/nodes/NodeTypeNameSpace.h"
+#include "kalvex/nodes/SFNode.h"
+
+#include "kalvex/scopes/NodeNameSpace.h"
 
 #include "kalvex/runtime/Context.h"
+#include "kalvex/runtime/ContextSetup.h"
+#include "kalvex/runtime/Licence.h"
 #include "kalvex/runtime/System.h"
+
+#include "kalvex/traversal/NameSpaceTransferAction.h"
+#include "kalvex/traversal/TraversAction.h"
 
 #include "kalvex/platform/osg/Color.h"
 #include "kalvex/platform/osg/Log.h"

@@ -9,9 +9,9 @@
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/FieldType.h"
 #include "kalvex/nodes/Node.h"
-#include "kalvex/nodes/NodeType.h"
 #include "kalvex/object/SmartPtr.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 namespace {
 
@@ -30,9 +30,8 @@ std::string nameOf(int n) {
 }
 
 struct FieldTypeRegistry : ::testing::Test {
-    NodeType type{"RegistryProbe", nullptr, 0};
-    SmartPtr<Node> holder{new Node(type, "owner")};
-    Node* node = holder.get();
+    KalvexTest::NodeHolder holder;
+    Node* node = holder.node;
 };
 
 TEST_F(FieldTypeRegistry, EveryEntryIsFoundByNumberNameAndBaseType) {

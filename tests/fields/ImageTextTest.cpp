@@ -13,9 +13,9 @@
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/Image.h"
 #include "kalvex/nodes/Node.h"
-#include "kalvex/nodes/NodeType.h"
 #include "kalvex/platform/osg/Image.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 using Kalvex::Image;
 namespace osg = Kalvex::osg;
@@ -28,12 +28,7 @@ std::string written(const Image& image) {
     return out.str();
 }
 
-struct NodeHolder {
-    Kalvex::NodeType type{"ImageTestType", nullptr, 0};
-    Kalvex::Node* node;
-    NodeHolder() : node(new Kalvex::Node(type, "n")) { node->addRef(); }
-    ~NodeHolder() { node->subRef(); }
-};
+using KalvexTest::NodeHolder;
 
 const std::uint32_t L = osg::Image::OSG_L_PF, LA = osg::Image::OSG_LA_PF,
                     RGB = osg::Image::OSG_RGB_PF, RGBA = osg::Image::OSG_RGBA_PF;

@@ -12,10 +12,10 @@
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/PCMSound.h"
 #include "kalvex/nodes/Node.h"
-#include "kalvex/nodes/NodeType.h"
 #include "kalvex/platform/harnel/BinStream.h"
 #include "kalvex/platform/osg/Image.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 namespace osg = Kalvex::osg;
 
@@ -33,12 +33,7 @@ std::string binHeader(unsigned w, unsigned h, unsigned d, unsigned c) {
     return le(w, 2) + le(h, 2) + le(d, 2) + le(c, 2);
 }
 
-struct NodeHolder {
-    Kalvex::NodeType type{"MediaTestType", nullptr, 0};
-    Kalvex::Node* node;
-    NodeHolder() : node(new Kalvex::Node(type, "n")) { node->addRef(); }
-    ~NodeHolder() { node->subRef(); }
-};
+using KalvexTest::NodeHolder;
 
 struct SFImageBinary : ::testing::Test {
     NodeHolder owner;  // first in, last out: the fields need it

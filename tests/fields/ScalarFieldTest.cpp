@@ -17,8 +17,8 @@
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/FieldType.h"
 #include "kalvex/nodes/Node.h"
-#include "kalvex/nodes/NodeType.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 using namespace Kalvex;
 
@@ -51,8 +51,8 @@ class ScalarFieldTest : public ::testing::Test {
         return text(*f);
     }
 
-    NodeType _type{"T", nullptr, 0};
-    Node* _node = new Node(_type, "n");
+    KalvexTest::NodeHolder _holder;
+    Node* _node = _holder.node;
     std::vector<std::unique_ptr<Field>> _fields;
     std::mt19937_64 _rng{987654321};
 };
@@ -250,7 +250,7 @@ TEST_F(ScalarFieldTest, NotImplementedForms) {
                                  "::addValueByStr() for partial data not impl."));
     }
     EXPECT_TRUE(log.contains(
-        "T.NoName MFString::addValueByStr() for partial data not impl. \n >\"ON\"<\n"));
+        "Node.NoName MFString::addValueByStr() for partial data not impl. \n >\"ON\"<\n"));
 }
 
 // The fast paths against the C library on random numbers, to the bit and to the byte.

@@ -17,18 +17,16 @@
 
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/nodes/Node.h"
-#include "kalvex/nodes/NodeType.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 using namespace Kalvex;
 
 namespace {
 
 struct Owner {
-    NodeType type{"VectorCodecTestType", nullptr, 0};
-    Node* node;
-    Owner() : node(new Node(type, "n")) { node->addRef(); }
-    ~Owner() { node->subRef(); }
+    KalvexTest::NodeHolder holder;
+    Node* node = holder.node;
     std::unique_ptr<Field> make(int dataType) {
         return std::unique_ptr<Field>(FieldType::create(dataType, *node));
     }

@@ -8,19 +8,14 @@
 
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/nodes/Node.h"
-#include "kalvex/nodes/NodeType.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 using Kalvex::Field;
 
 namespace {
 
-struct NodeHolder {
-    Kalvex::NodeType type{"WildcardTestType", nullptr, 0};
-    Kalvex::Node* node;
-    NodeHolder() : node(new Kalvex::Node(type, "n")) { node->addRef(); }
-    ~NodeHolder() { node->subRef(); }
-};
+using KalvexTest::NodeHolder;
 
 enum Wildcard { XF, SF, MF };
 const char* const kNames[] = {"XFAny", "SFAny", "MFAny"};

@@ -14,6 +14,7 @@
 #include "kalvex/runtime/Context.h"
 #include "kalvex/runtime/System.h"
 #include "support/LogCapture.h"
+#include "support/TestNode.h"
 
 namespace {
 
@@ -151,16 +152,13 @@ TEST_F(SystemTest, ExitReportsNodesAndObjectsLeft) {
     std::vector<std::string> journal;
     SystemWatcher shut(*System::shutdownSystemSubject(), journal);
     start();
-    NodeType type("LeftOver", nullptr, 0);
-    Node* node = new Node(type, "left");
-    node->addRef();
+    KalvexTest::NodeHolder left;
     const unsigned nodes = Node::idMapSize();
     KalvexTest::LogCapture log;
     System::the().exit();
     std::string expected = "Kalvex::exitSystem() call and node/obj left: " + std::to_string(nodes) +
                            "/" + std::to_string(shut.objCount) + "\n";
     EXPECT_TRUE(log.contains("WARNING\tKalvex\t" + expected)) << log.text();
-    node->subRef();
 }
 
 TEST_F(SystemTest, ShutdownAndAtExitHandlerStopARunningSystem) {

@@ -16,8 +16,9 @@ const NodePartMask NodePart::_nullMask(0);
 const char* Field::_typeName = "Field";
 
 bool NodePart::isNodeTypePart() const {
-    return _desc && _desc->_refType == &_node->getType() &&
-           _node->getType().findPartDesc(_desc->ID) == _desc;
+    // Inherited rows are shared with the parent type and keep their own _refType: only the
+    // row under the part's index tells.
+    return _desc && _node->getType().findPartDesc(_desc->ID) == _desc;
 }
 
 Field::Field(Node& node)

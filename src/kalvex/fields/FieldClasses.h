@@ -12,7 +12,6 @@
 #include "kalvex/fields/Qubit.h"
 #include "kalvex/fields/Rotation.h"
 #include "kalvex/fields/XField.h"
-#include "kalvex/nodes/NodeLink.h"
 #include "kalvex/platform/osg/Color.h"
 #include "kalvex/platform/osg/Matrix.h"
 #include "kalvex/platform/osg/Plane.h"
@@ -73,22 +72,29 @@ namespace Kalvex {
     X(SFAny, 50, AnyBase, SField, void*, false)                    \
     X(MFAny, 51, AnyBase, MVField, void*, false)
 
-#define KALVEX_DECLARE_FIELD_CLASS(Name, Number, Base, Tmpl, T, Dep)  \
-    struct Name##Codec;                                               \
-    extern template class FieldImpl<Tmpl<T, Dep>, Name##Codec>;       \
-    class Name final : public FieldImpl<Tmpl<T, Dep>, Name##Codec> {  \
-      public:                                                         \
-        using Inherited = FieldImpl<Tmpl<T, Dep>, Name##Codec>;       \
-        static constexpr NodePartDataType kDataType = Number;         \
-        explicit Name(Node& node) : Inherited(node) {}                \
-        static Name* create(Node& node) { return new Name(node); }    \
-        static void init() {}                                         \
-        NodePartDataType dataType() const override { return Number; } \
-        const char* dataTypeName() const override { return #Name; }   \
-        static FieldType _type;                                       \
+// The plain classes are declared here; the link classes (fieldDep true), which add the graph
+// operations, are declared in their own headers, included below.
+#define KALVEX_DECLARE_FIELD_CLASS(Name, Number, Base, Tmpl, T, Dep) \
+    KALVEX_DECLARE_FIELD_CLASS_##Dep(Name, Number, Base, Tmpl, T)
+#define KALVEX_DECLARE_FIELD_CLASS_true(Name, Number, Base, Tmpl, T)
+#define KALVEX_DECLARE_FIELD_CLASS_false(Name, Number, Base, Tmpl, T)  \
+    struct Name##Codec;                                                \
+    extern template class FieldImpl<Tmpl<T, false>, Name##Codec>;      \
+    class Name final : public FieldImpl<Tmpl<T, false>, Name##Codec> { \
+      public:                                                          \
+        using Inherited = FieldImpl<Tmpl<T, false>, Name##Codec>;      \
+        explicit Name(Node& node) : Inherited(node) {}                 \
+        KALVEX_FIELD_CLASS_MEMBERS(Name, Number)                       \
     };
 
 KALVEX_FIELD_CATALOGUE(KALVEX_DECLARE_FIELD_CLASS)
+
+}  // namespace Kalvex
+
+#include "kalvex/nodes/MFNode.h"
+#include "kalvex/nodes/SFNode.h"
+
+namespace Kalvex {
 
 // The wildcard that holds no value at all: it derives from Field directly. Routes may connect
 // it to anything; it stands in for fields across an IMPORT.

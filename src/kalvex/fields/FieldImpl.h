@@ -22,8 +22,11 @@
 #include <string>
 
 #include "kalvex/fields/Field.h"
+#include "kalvex/fields/FieldTypes.h"
 
 namespace Kalvex {
+
+class FieldType;
 
 template <class Base, class Codec>
 class FieldImpl : public Base {
@@ -44,5 +47,21 @@ class FieldImpl : public Base {
     bool setValueByField(const Field& other, ConvertParam* param) override;
     bool equalValue(const Field& other) const override;
 };
+
+// What every field class has besides its behaviour: its data type, its registration (_type),
+// the factory the registry calls and an empty init() that keeps the registration in a program.
+#define KALVEX_FIELD_CLASS_MEMBERS(Name, Number)          \
+    static constexpr NodePartDataType kDataType = Number; \
+    static Name* create(Node& node) {                     \
+        return new Name(node);                            \
+    }                                                     \
+    static void init() {}                                 \
+    NodePartDataType dataType() const override {          \
+        return Number;                                    \
+    }                                                     \
+    const char* dataTypeName() const override {           \
+        return #Name;                                     \
+    }                                                     \
+    static FieldType _type;
 
 }  // namespace Kalvex

@@ -1,38 +1,46 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "kalvex/fields/FieldTypes.h"
 #include "kalvex/nodes/NodeEnums.h"
+#include "kalvex/nodes/NodePartDesc.h"
+#include "kalvex/nodes/NodeType.h"
 #include "kalvex/object/AttachmentBag.h"
 #include "kalvex/object/BitVector.h"
+#include "kalvex/object/SmartPtr.h"
 #include "kalvex/object/TimeStamp.h"
 
 namespace Kalvex {
 
+class Context;
+class EventInSlot;
+class EventOutSlot;
 class Field;
+class MFString;
 class NodeLink;
 class NodeNameSpace;
 class NodeProc;
-class NodeType;
-class MFString;
 class SFNode;
+class Subject;
 
-// The data half of a scene object: fields, parent links, name and lifecycle state. Its behaviour
-// lives in the NodeProc it owns. The members are plain data, touched by the thread that runs the
-// scene; fields and events drive the masks directly.
+// The data half of a scene object: fields, parent links, name, scope and lifecycle state. Its
+// behaviour lives in the NodeProc it owns. Nodes are made by NodeType::createNode only.
+//
+// A native node class derives from Node, holds its fields (members are fine) and registers
+// each in its constructor with regField under the ID of its row; NodeType passes the class's
+// factory and behaviour factory. The change masks and flags are plain words that fields and
+// events drive directly on the thread that runs the scene.
 class Node : public AttachmentBag {
   public:
     // Bits of _changeFlags.
     enum ChangeFlag : uint32_t {
-        DescendantChanged = 0x1,
-        ChildrenChanged = 0x2,
-        FieldChanged = 0x4,  // the changed flag: this node is marked changed
-        Visited = 0x100
+        DescendantChanged = 0x1,  // a field of a descendant changed
+        ChildrenChanged = 0x2,    // the children below changed
+        FieldChanged = 0x4,       // a field of this node changed
+        Visited = 0x100           // visited in the current synchronisation pass
     };
     // Log features: bit n of _logFeatureMask.
     enum LogFeature : unsigned int {
@@ -44,45 +52,194 @@ class Node : public AttachmentBag {
         LogEventIn = 6,
         LogEventOut = 7
     };
+    // 0 looks at stored names only; every positive value looks at the slot names too. Routes
+    // pass 3 for their input side and 4 for their output side.
+    using FieldSearchOrder = int;
+    enum FieldSearchOrderValue : int {
+        SearchStoredNames = 0,
+        SearchAllNames = 1,
+        SearchRouteInput = 3,
+        SearchRouteOutput = 4
+    };
+    // Where addChild moves a child's registration: 0 nowhere, 1 to this node's scope, any
+    // other value to the scope the behaviour gives its children.
+    using NameSpaceTransfer = int;
+    enum NameSpaceTransferValue : int {
+        TransferNone = 0,
+        TransferToNodeScope = 1,
+        TransferToChildScope = 2
+    };
+    // 1 takes the first field that fits; any other value the field whose type is nearest.
+    using NodeTypeMatchMode = int;
+    enum NodeTypeMatchModeValue : int { MatchBest = 0, MatchFirstFit = 1 };
+    // collectAllChildren flags.
+    enum CollectFlag : unsigned int {
+        CollectRawTargets = 0x1,  // the links' stored targets, not instances resolved
+        CollectSkipDynamic = 0x2  // leave out fields of dynamic parts
+    };
 
-    Node(NodeType& type, const char* name);
+    Node(NodeType& type, NodeNameSpace& nameSpace, const char* name);
+    // Copying is not how nodes are duplicated: this reports and leaves an empty node.
     Node(const Node& other);
     ~Node() override;
 
+    void shutdown() const override;
     virtual void fieldChanged(Field& field, const TimeStamp& time, Field* source);
 
+    // The factories "Node" gives its type, and what derived types inherit.
+    static Node* createNode(NodeType& type, NodeNameSpace& nameSpace, const char* name);
+    static NodeProc* createProc(NodeType& type, Node& node);
+    static bool isNodeType(Node*) { return true; }
+    static bool init() { return true; }
+
+    // Identity.
     uint64_t ID() const { return reinterpret_cast<uint64_t>(this); }
     const std::string& getIDStr() const;
-    // The name, or the id text for an unnamed node, as messages show a node.
+    void updateIDStr() const;
+    // The DEF name, or the id text for an unnamed node: how messages show a node.
     const std::string& getName() const { return _name ? *_name : getIDStr(); }
     bool hasName() const { return _name != nullptr; }
-    NodeType& getType() const { return *_type; }
-    const char* typeName() const;
+    bool isAutoNamed() const;
+    bool rename(const std::string& name);
+    bool hasAbsolutAddress() const;
+    bool fillAbsolutAddress(std::string& out) const;
+
+    NodeType& getType() const { return *_nodeType; }
+    const char* typeName() const { return _nodeType->getCName(); }
     NodeProc* getProc() const { return _proc; }
+    NodeNameSpace* getNameSpace() const { return _nameSpace; }
+    NodeCreator creator() const { return _creator; }
     NodeState getState() const { return _state; }
-    void setStateValue(NodeState state) { _state = state; }
     const char* stateName() const;
     bool isExported() const { return _exportName != nullptr; }
-    bool logFeature(unsigned int feature) const { return _logFeatureMask.testBit(feature); }
-
-    Field* getField(unsigned int id) const {
-        return id < _fieldVec.size() ? _fieldVec[id] : nullptr;
-    }
-    bool regField(Field& field, NodeType& type, unsigned int id, bool setDefault);
-    bool unregField(unsigned int id);
-
+    // The node is marked as changed since the last synchronisation.
     bool changedFlag() const { return (_changeFlags & FieldChanged) != 0; }
-    void markParent(int bits);
+    bool logFeature(unsigned int feature) const { return _logFeatureMask.testBit(feature); }
+    const BitVector<unsigned long>& getLogFeatureMask() const { return _logFeatureMask; }
+    MFString& logFeatureField() const { return *_logFeature; }
+    SFNode& metadataField() const { return *_metadata; }
 
+    // The first non-prototype node behind this one; null for an empty prototype body.
+    Node* native();
+    // The first root of a context root type going up the scopes, and the first context.
+    Node* contextRoot() const;
+    Context* context() const;
+
+    // All live nodes by id.
     static Node* findNode(uint64_t id);
     static bool findNode(Node* node);
     static unsigned int idMapSize();
+    static bool hasIDMap();
+    static void fillNodeVec(std::vector<Node*>& out, NodeType* type, bool namedOnly);
 
-    static const char* _stateName[5];
+    // Parts.
+    const std::vector<Field*>& fieldVec() const { return _fieldVec; }
+    unsigned int fieldCount() const { return unsigned(_fieldVec.size()); }
+    Field* getField(unsigned int id) const {
+        return id < _fieldVec.size() ? _fieldVec[id] : nullptr;
+    }
+    NodePartDesc* findPartDesc(unsigned int id) const;
+    unsigned int partDescCount() const;
+    Field* findField(const std::string& name, FieldSearchOrder order) const;
+    Field* findField(NodePartValueRestriction restriction) const;
+    int findEventInSlotID(const std::string& name) const;
+    int findEventOutSlotID(const std::string& name) const;
+    EventInSlot* findEventInSlot(const std::string& name, bool create) const;
+    EventOutSlot* findEventOutSlot(const std::string& name, bool create) const;
+    EventInSlot* findEventInSlot(unsigned int id, bool create, bool force) const;
+    EventOutSlot* findEventOutSlot(unsigned int id, bool create, bool force) const;
+    bool regField(Field& field, NodeType& type, unsigned int id, bool setDefault);
+    bool unregField(unsigned int id);
+    Field* addDynamicField(NodePartType partType, NodePartDataType dataType, const char* name,
+                           const char* group, const char* defaultValue, const char* valueType,
+                           bool autoProcess, bool privateAccess, bool objExtension,
+                           const char* description);
+    Field* addDynamicField(const NodePartDesc& desc, BitVector<unsigned int>* flags);
+    bool removeDynamicField(unsigned int id);
+    bool hasDynamicField() const;
+    NodePartMask dynamicFieldMask() const;
+    bool equalFieldValues(const Node& other) const;
+    void dumpField(const BitVector<unsigned long>& mask) const;
+
+    // Children and parents.
+    NodeLink* addChild(Node* child, const char* fieldName, NameSpaceTransfer transfer,
+                       NodeTypeMatchMode mode);
+    Field* removeChild(Node* child);
+    unsigned int childCount() const;
+    NodeLink* findChildLink(Node* child);
+    unsigned int removeAllChildren(const TimeStamp& time);
+    SmartPtr<Node> removeAllParentLinks(const TimeStamp& time);
+    const std::vector<NodeLink*>& parentLinks() const { return _nodeLinkBag; }
+    void markParent(int bits);
+    unsigned int collectAllChildren(std::vector<Node*>& out, unsigned int flags) const;
+    static void collectNonProtoParents(Node* child, std::vector<Node*>& out);
+    int countAmbiguousChildFields(NodeType& type) const;
+    bool hasAmbiguousChildFields() const;
+    unsigned int inSlotConnectionCount(bool all) const;
+    bool hasInSlotConnection(bool all) const { return inSlotConnectionCount(all) != 0; }
+    unsigned int outSlotConnectionCount(bool all) const;
+    bool hasOutSlotConnection(bool all) const { return outSlotConnectionCount(all) != 0; }
+
+    // Whole-node operations.
+    Node* clone(NodeNameSpace* nameSpace, const char* name) const;
+    bool replace(Node& other);
+    bool merge(Node& other);
+    bool transfer(const TimeStamp& time, NodeNameSpace& nameSpace);
+
+    // The lifecycle: a state change runs the behaviour's callbacks in the order of the
+    // transition; an illegal one is reported and leaves the state.
+    bool setState(const TimeStamp& time, NodeState state);
+    bool setTreeState(const TimeStamp& time, NodeState state);
+    bool updateTreeState(const TimeStamp& time, NodeState state);
+    void updateLiveState(const TimeStamp& time, NodeLink* excluded);
+    bool setNodeState(const TimeStamp& time, NodeState state);
+    void dump() const;
+
+    // Subjects shared by all nodes, made on first use.
+    static Subject* newObjectSubject();
+    static Subject* stateChangedSubject();
+    static Subject* logFeatureChangedSubject();
+    static Subject* childAddedSubject();
+    static Subject* childRemovedSubject();
+    static Subject* nameSpaceChangedSubject();
+    static Subject* codeErrorSubject();
+    static Subject* deleteObjectSubject();
+
+    static NodeType _type;
+    static NodePartDesc _desc[2];
+    static const NodePartMask logFeatureMask;
+    static const NodePartMask metadataMask;
     static bool _regID;
+    static const char* const _stateName[5];
+    static const char* const _creatorName[9];
+    // Attachment key under which a context root node holds the scope it owns.
+    static const int _rootNameSpaceKey;
+
+    // Driven by fields, events and the behaviour: plain words, no lock.
+    uint32_t _changeFlags = 0;
+    NodePartMask _changedMask{~0UL};
+    NodePartMask _isChangingMask{0};
+
+  protected:
+    friend class NodeLink;
+    friend class NodeNameSpace;
+    friend class NodeProc;
+    friend class NodeType;
+
+    // The fields of the node's own class or type, by the dataType of their rows.
+    bool isLinkField(const Field* field) const;
+    // Candidate fields for children: SFNode and MFNode of field or exposedField parts.
+    bool isChildField(const Field* field) const;
+    // Drops the scope without telling it, when the scope dies first.
+    void forgetNameSpace() {
+        _nameSpace = nullptr;
+        _name = nullptr;
+    }
+    // Runs the callbacks of one step of a transition with the state set to that step.
+    void runTransition(const TimeStamp& time, NodeState from, NodeState to);
 
     BitVector<unsigned long> _logFeatureMask{0};
-    NodeType* _type;
+    NodeType* _nodeType;
     NodeProc* _proc = nullptr;
     const std::string* _name = nullptr;
     const std::string* _exportName = nullptr;
@@ -90,16 +247,10 @@ class Node : public AttachmentBag {
     NodeNameSpace* _nameSpace = nullptr;
     std::vector<NodeLink*> _nodeLinkBag;
     std::vector<Field*> _fieldVec;
-    int _creator = 0;
+    NodeCreator _creator = CreatorUnknown;
     NodeState _state = Creation;
-    uint32_t _changeFlags = 0;
-    NodePartMask _changedMask{~0UL};
-    NodePartMask _isChangingMask{0};
     MFString* _logFeature = nullptr;
     SFNode* _metadata = nullptr;
-
-  private:
-    std::string _ownName;  // backs _name until name scopes hold the names
 };
 
 }  // namespace Kalvex

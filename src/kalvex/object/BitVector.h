@@ -9,7 +9,7 @@ class BitVector {
   public:
     constexpr BitVector() : _bits(0) {}
     constexpr BitVector(W bits) : _bits(bits) {}
-    ~BitVector() {}
+    ~BitVector() = default;
 
     constexpr W getValue() const { return _bits; }
     void setValue(W bits) { _bits = bits; }

@@ -13,6 +13,7 @@
 #include "kalvex/platform/mosrel/SysInfo.h"
 #include "kalvex/platform/osg/ChangeList.h"
 #include "kalvex/runtime/Context.h"
+#include "kalvex/runtime/Licence.h"
 
 namespace Kalvex {
 
@@ -107,6 +108,7 @@ void System::exit() {
                  int(BaseObject::_objCount));
 
     notifySubject(_shutdownSystemSubject, 0.0, this);
+    Licence::the().exit();
 
     if (hasFlag(SysExitOpenSG)) osg::osgExit();
 }

@@ -12,17 +12,6 @@
 
 namespace Kalvex {
 
-namespace {
-
-bool isBlank(const char* text) {
-    if (!text) return true;
-    for (; *text; ++text)
-        if (!std::isspace(static_cast<unsigned char>(*text))) return false;
-    return true;
-}
-
-}  // namespace
-
 // --- SFImage -----------------------------------------------------------------------------------
 
 void SFImageCodec::setStr(F& f, const char* text) {
@@ -166,30 +155,6 @@ void MFSoundCodec::getStr(const F&, std::string&) {
 
 const char* MFSoundCodec::addStr(F&, const char*, Field::Cardinality) {
     KFATAL("Not impl. \n");
-    return nullptr;
-}
-
-// --- SFNode / MFNode ---------------------------------------------------------------------------
-
-void SFNodeCodec::setStr(F&, const char* text) {
-    if (isBlank(text)) return;
-    KFATAL("SFNode::setValueByStr( %s ) is not impl.\n", text);
-}
-
-void SFNodeCodec::getStr(const F&, std::string&) {
-    KFATAL("SFNode::getValueByField() is not impl.\n");
-}
-
-void SFNodeCodec::set1Bin(F&, int, const std::string&) {}
-
-void MFNodeCodec::setStr(F&, const char*) {
-    KFATAL("In MFNode::setValueByStr\n");
-}
-
-void MFNodeCodec::getStr(const F&, std::string&) {}
-
-const char* MFNodeCodec::addStr(F&, const char*, Field::Cardinality) {
-    KFATAL("In MFNode::addValueByStr\n");
     return nullptr;
 }
 

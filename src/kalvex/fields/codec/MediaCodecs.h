@@ -39,21 +39,6 @@ struct MFSoundCodec {
     static const char* addStr(F& f, const char* text, Field::Cardinality mode);
 };
 
-// Node text is the parser's business: these only refuse it. Links set node fields.
-struct SFNodeCodec {
-    using F = SField<NodeLink, true>;
-    static void setStr(F& f, const char* text);
-    static void getStr(const F& f, std::string& out);
-    static void set1Bin(F& f, int index, const std::string& data);
-};
-
-struct MFNodeCodec {
-    using F = MLField<NodeLink, true>;
-    static void setStr(F& f, const char* text);
-    static void getStr(const F& f, std::string& out);
-    static const char* addStr(F& f, const char* text, Field::Cardinality mode);
-};
-
 // The wildcards hold no value: text and fields are accepted and dropped, raw forms are silent.
 struct SFAnyCodec {
     using F = SField<void*, false>;

@@ -1,0 +1,141 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kalvex/nodes/NodeEnums.h"
+#include "kalvex/object/AttachmentBag.h"
+#include "kalvex/object/SmartPtr.h"
+#include "kalvex/object/TimeStamp.h"
+
+namespace Kalvex {
+
+class BaseObject;
+class Context;
+class Node;
+class NodeType;
+class NodeTypeNameSpace;
+class Subject;
+
+// The scope of DEF names: each scene, inline scene and prototype body has one. Scopes form a
+// tree. A scope lists its nodes without holding them: it keeps the map from name to node, the
+// count of nodes registered (named or not), the root node, the type registry and the head data
+// of a loaded scene. A name is unique within one scope only and is not inherited by children.
+//
+// The root node of a context root type owns its scope. The process-wide map of scopes is made
+// on first use and deleted when it becomes empty; its mutex is never freed.
+class NodeNameSpace : public AttachmentBag {
+  public:
+    // Bits of _flags: what checkReleaseType must respect.
+    enum Flag : uint32_t {
+        HasImportExport = 0x1,  // holds an import or an export
+        HasNamedRoute = 0x2     // a route made by name touches it
+    };
+    // A DEF name entry: whether the name was made up by the scope, and its node.
+    using NodeEntry = std::pair<bool, Node*>;
+    using NodeMap = std::map<std::string, NodeEntry>;
+
+    // An empty name is replaced by "AN_NS_" and the scope's address.
+    NodeNameSpace(const std::string& name, NodeNameSpace* parent, bool autoName);
+    ~NodeNameSpace() override;
+
+    uint64_t ID() const { return reinterpret_cast<uint64_t>(this); }
+    const std::string& getName() const { return _name; }
+    bool rename(const std::string& name);
+    NodeNameSpace* getParent() const { return _parent; }
+    void setParent(NodeNameSpace* parent);
+    const std::list<NodeNameSpace*>& children() const { return _children; }
+    Node* getRoot() const { return _root; }
+    bool setRoot(Node* node);
+    // The context of this scope or of the first ancestor that has one.
+    Context* context() const;
+    // The context set on this very scope, as the context of its root does.
+    Context* ownContext() const { return _context; }
+    void setContext(Context* context) { _context = context; }
+    // The type registry, made on first use as a child of the root's type registry.
+    NodeTypeNameSpace* nodeTypeNameSpace();
+    void setNodeTypeNameSpace(NodeTypeNameSpace* registry);
+    bool autoName() const { return _autoName; }
+    uint32_t flags() const { return _flags; }
+    void setFlags(uint32_t flags) { _flags = flags; }
+
+    // DEF names.
+    bool regNode(Node& node, const NodeType& type, const char* name);
+    bool unregNode(Node& node);
+    bool updateNamedNode(const std::string& name, Node* node);
+    bool removeNamedNode(const std::string& name);
+    bool isAutoNamed(const std::string& name) const;
+    int nodeCount() const { return _nodeCount; }
+    unsigned int namedNodeCount() const { return unsigned(_nodeMap.size()); }
+    unsigned int getNumNamedNodes() const { return namedNodeCount(); }
+    NodeMap::const_iterator beginNode() const { return _nodeMap.begin(); }
+    NodeMap::const_iterator endNode() const { return _nodeMap.end(); }
+    void fillNodeVec(std::vector<Node*>& out, NodeType* type) const;
+
+    static Node* findNode(NodeNameSpace* start, const std::string& name);
+    static NodeNameSpace* findNameSpace(NodeNameSpace* start, const std::string& address,
+                                        Context* context, bool lastIsNode);
+    NodeType* findType(const std::string& name, SearchCaseType caseType);
+    Node* createNode(const std::string& typeName, const char* name, NodeCreator creator,
+                     SearchCaseType caseType);
+    Node* createNode(BaseObject* parent, const std::string& typeName, const char* name,
+                     NodeCreator creator, SearchCaseType caseType);
+
+    // Scopes searched by findNode after this one.
+    void addUsingNameSpace(NodeNameSpace& nameSpace);
+    void removeUsingNameSpace(NodeNameSpace& nameSpace);
+    void removeAllUsingNameSpace();
+
+    // Scene head data.
+    const std::string& url() const { return _url; }
+    void setUrl(const std::string& url) { _url = url; }
+    const std::string& profile() const { return _profile; }
+    void setProfile(const std::string& profile) { _profile = profile; }
+    int32_t specVersion() const { return _specVersion; }
+    void setSpecVersion(int32_t version) { _specVersion = version; }
+    const std::string& encoding() const { return _encoding; }
+    void setEncoding(const std::string& encoding) { _encoding = encoding; }
+    void setMetaData(const std::string& name, const std::string& value);
+    const std::string* getMetaData(const std::string& name) const;
+    bool removeMetaData(const std::string& name);
+    const std::map<std::string, std::string>& metaDataVec() const { return _metaDataMap; }
+    void addComponent(const std::string& name, int level);
+    const std::vector<std::pair<std::string, int>>& componentVec() const { return _componentVec; }
+
+    bool hasAbsolutAddress() const;
+    bool fillAbsolutAddress(std::string& out) const;
+
+    static int getNameSpaceVec(std::vector<NodeNameSpace*>& out, bool rootsOnly);
+    static int nameSpaceCount();
+    bool rootStateChanged(const TimeStamp& time);
+
+    static Subject* newObjectSubject();
+    static Subject* rootStateChangedSubject();
+    static Subject* deleteObjectSubject();
+
+  private:
+    SmartPtr<NodeTypeNameSpace> _nodeTypeNameSpace;
+    std::string _name;
+    NodeNameSpace* _parent;
+    std::list<NodeNameSpace*> _children;
+    std::list<NodeNameSpace*> _usingNameSpaces;
+    std::string _url;
+    bool _autoName;
+    uint32_t _flags;
+    Node* _root;
+    Context* _context;
+    int32_t _nodeCount;
+    NodeMap _nodeMap;
+    std::string _profile;
+    int32_t _specVersion;
+    std::map<std::string, std::string> _metaDataMap;
+    std::string _encoding;
+    std::vector<std::pair<std::string, int>> _componentVec;
+};
+
+}  // namespace Kalvex
