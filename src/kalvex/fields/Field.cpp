@@ -25,6 +25,7 @@ Field::Field(Node& node)
     : NodePart(node), _listeners(nullptr), _inSlot(nullptr), _outSlot(nullptr) {}
 
 Field::~Field() {
+    if (!_listeners && !_inSlot && !_outSlot) return;  // the usual field: nothing was made
     delete _listeners;
     delete _inSlot;
     delete _outSlot;
@@ -206,7 +207,11 @@ void Field::processValueChange(const TimeStamp& time, CallerType caller) {
 }
 
 void Field::setDefaultValue(const TimeStamp&) {
-    if (_desc && !_desc->defaultValue.empty()) setValueByStr(_desc->defaultValue.c_str());
+    if (_desc && !_desc->defaultValue.empty()) applyDefaultValue(*_desc);
+}
+
+void Field::applyDefaultValue(const NodePartDesc& desc) {
+    setValueByStr(desc.defaultValue.c_str());
 }
 
 bool Field::valueIsDefault() {

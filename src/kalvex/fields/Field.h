@@ -83,6 +83,8 @@ class Field : public NodePart {
     void send(const TimeStamp& time, bool setChanging, bool onlyIS);
     bool receive(const TimeStamp& time);
 
+    // Sets the row's default text. The text is parsed once per row and field class and copied
+    // after that, so a malformed default is reported by the first field only.
     void setDefaultValue(const TimeStamp& time);
     bool valueIsDefault();
     void dump(bool withNode) const;
@@ -90,6 +92,9 @@ class Field : public NodePart {
     static const char* _typeName;
 
   protected:
+    // Gives the field the value of the row's non-empty default text.
+    virtual void applyDefaultValue(const NodePartDesc& desc);
+
     ListenerList* _listeners;
     EventInSlot* _inSlot;
     EventOutSlot* _outSlot;

@@ -23,6 +23,7 @@
 
 #include "kalvex/fields/Field.h"
 #include "kalvex/fields/FieldTypes.h"
+#include "kalvex/nodes/NodePartDesc.h"
 
 namespace Kalvex {
 
@@ -46,6 +47,9 @@ class FieldImpl : public Base {
     unsigned int getBinValue(unsigned char* data) override;
     bool setValueByField(const Field& other, ConvertParam* param) override;
     bool equalValue(const Field& other) const override;
+
+  protected:
+    void applyDefaultValue(const NodePartDesc& desc) override;
 };
 
 // What every field class has besides its behaviour: its data type, its registration (_type),

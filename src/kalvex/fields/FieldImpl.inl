@@ -1,6 +1,7 @@
 #pragma once
 // Member bodies of FieldImpl; included only by FieldClasses.cpp, which instantiates them.
 
+#include <atomic>
 #include <string>
 
 #include "kalvex/fields/FieldImpl.h"
@@ -113,6 +114,33 @@ bool FieldImpl<Base, Codec>::equalValue(const Field& other) const {
         return Codec::equal(*this, other);
     else
         return Base::equalValue(other);
+}
+
+template <class Base, class Codec>
+void FieldImpl<Base, Codec>::applyDefaultValue(const NodePartDesc& desc) {
+    // Links are not values to share, and their text forms only report.
+    if constexpr (Base::kFieldDep) {
+        Field::applyDefaultValue(desc);
+    } else {
+        using Value = typename Base::ValueType;
+        struct Cache : NodePartDesc::DefaultValueCache {
+            Value value;
+        };
+        static const char tag = 0;  // one per field class
+        std::atomic<NodePartDesc::DefaultValueCache*>& slot = desc.defaultValueCache();
+        const NodePartDesc::DefaultValueCache* cached = slot.load(std::memory_order_acquire);
+        if (cached && cached->owner == &tag) {
+            this->_value = static_cast<const Cache*>(cached)->value;
+            return;
+        }
+        this->setValueByStr(desc.defaultValue.c_str());
+        if (cached) return;  // another class owns the slot: parse each time
+        auto* made = new Cache;
+        made->owner = &tag;
+        made->value = this->_value;
+        NodePartDesc::DefaultValueCache* expected = nullptr;
+        if (!slot.compare_exchange_strong(expected, made, std::memory_order_acq_rel)) delete made;
+    }
 }
 
 }  // namespace Kalvex

@@ -1,6 +1,7 @@
 #include "kalvex/nodes/Node.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstdlib>
 #include <map>
@@ -47,11 +48,88 @@ NodeType Node::_type(theBaseNodeTypeFactory(), "Node", "Base", nullptr, nullptr,
 
 namespace {
 
+// The live nodes by address: an open-addressing set, so that making and destroying a node
+// allocates nothing here. Walks in id order sort a copy.
+class NodeIdSet {
+  public:
+    size_t size() const { return _size; }
+
+    void insert(Node* node) {
+        if ((_size + _deleted + 1) * 2 > _slots.size()) rehash(_size * 4 > 16 ? _size * 4 : 16);
+        size_t i = find(node, true);
+        if (_slots[i] == node) return;
+        if (_slots[i] == tombstone()) --_deleted;
+        _slots[i] = node;
+        ++_size;
+    }
+
+    void erase(Node* node) {
+        if (_slots.empty()) return;
+        size_t i = find(node, false);
+        if (_slots[i] != node) return;
+        _slots[i] = tombstone();
+        --_size;
+        ++_deleted;
+    }
+
+    Node* lookUp(uint64_t id) const {
+        if (_slots.empty()) return nullptr;
+        Node* key = reinterpret_cast<Node*>(id);
+        if (key == nullptr || key == tombstone()) return nullptr;
+        size_t i = find(key, false);
+        return _slots[i] == key ? key : nullptr;
+    }
+
+    std::vector<Node*> sorted() const {
+        std::vector<Node*> out;
+        out.reserve(_size);
+        for (Node* node : _slots)
+            if (node && node != tombstone()) out.push_back(node);
+        std::sort(out.begin(), out.end(), [](Node* a, Node* b) { return a->ID() < b->ID(); });
+        return out;
+    }
+
+  private:
+    static Node* tombstone() { return reinterpret_cast<Node*>(uintptr_t(1)); }
+    static size_t hash(const Node* node) {
+        uint64_t x = reinterpret_cast<uintptr_t>(node) >> 4;
+        x *= 0x9E3779B97F4A7C15ull;
+        return size_t(x >> 17);
+    }
+    // The slot of node, or where it would go: the first tombstone on the way when inserting.
+    size_t find(Node* node, bool forInsert) const {
+        const size_t mask = _slots.size() - 1;
+        size_t i = hash(node) & mask;
+        size_t firstFree = SIZE_MAX;
+        while (_slots[i]) {
+            if (_slots[i] == node) return i;
+            if (forInsert && _slots[i] == tombstone() && firstFree == SIZE_MAX) firstFree = i;
+            i = (i + 1) & mask;
+        }
+        return firstFree != SIZE_MAX ? firstFree : i;
+    }
+    void rehash(size_t wanted) {
+        size_t capacity = 16;
+        while (capacity < wanted) capacity <<= 1;
+        std::vector<Node*> old;
+        old.swap(_slots);
+        _slots.assign(capacity, nullptr);
+        _size = 0;
+        _deleted = 0;
+        for (Node* node : old)
+            if (node && node != tombstone()) insert(node);
+    }
+
+    std::vector<Node*> _slots;
+    size_t _size = 0;
+    size_t _deleted = 0;
+};
+
 // Live nodes by id, and the node subjects. The holder is never freed, so that nodes may die
-// during static destruction; the map is made on first use.
+// during static destruction; the id set is made on first use.
 struct NodeStatics {
     std::mutex idMutex;
-    std::map<uint64_t, Node*>* idMap = nullptr;
+    NodeIdSet* idMap = nullptr;
     std::mutex subjectMutex;
 };
 
@@ -76,13 +154,20 @@ const char* const kSubjectNames[SubjectCount] = {"newNode",    "stateChanged", "
                                                  "childAdded", "childRemoved", "nameSpaceChanged",
                                                  "codeError",  "deleteNode"};
 
-Subject* nodeSubjects[SubjectCount] = {};
+// Senders ask for their subject on every node they touch: after the first call that is one load.
+std::atomic<Subject*> nodeSubjects[SubjectCount] = {};
 
 Subject* nodeSubject(SubjectIndex index) {
+    Subject* subject = nodeSubjects[index].load(std::memory_order_acquire);
+    if (subject) return subject;
     NodeStatics& s = statics();
     std::lock_guard<std::mutex> lock(s.subjectMutex);
-    if (!nodeSubjects[index]) nodeSubjects[index] = new Subject(kSubjectNames[index]);
-    return nodeSubjects[index];
+    subject = nodeSubjects[index].load(std::memory_order_relaxed);
+    if (!subject) {
+        subject = new Subject(kSubjectNames[index]);
+        nodeSubjects[index].store(subject, std::memory_order_release);
+    }
+    return subject;
 }
 
 const char* stateNameOf(int state) {
@@ -146,12 +231,18 @@ void runCallback(NodeProc& proc, Callback callback, const TimeStamp& time) {
     }
 }
 
-// The link fields of a node, by data type: no cast on the walk.
+// The link fields of a node, by data type: no cast on the walk. The row answers first, so
+// that value fields cost no virtual call; the field's own class confirms a link row.
+inline bool isFieldOf(const Field* field, NodePartDataType type) {
+    if (!field) return false;
+    const NodePartDesc* desc = field->getDesc();
+    return (!desc || desc->dataType == type) && field->dataType() == type;
+}
 inline bool isSFNode(const Field* field) {
-    return field && field->dataType() == SFNodeType;
+    return isFieldOf(field, SFNodeType);
 }
 inline bool isMFNode(const Field* field) {
-    return field && field->dataType() == MFNodeType;
+    return isFieldOf(field, MFNodeType);
 }
 inline NodeTypeLink* asTypeLink(Field* field) {
     if (isSFNode(field)) return static_cast<SFNode*>(field);
@@ -200,16 +291,14 @@ Subject* Node::deleteObjectSubject() {
 
 Node::Node(NodeType& type, NodeNameSpace& nameSpace, const char* name) : _nodeType(&type) {
     _fieldVec.assign(type.descCount(), nullptr);
-    _logFeature = new MFString(*this);
-    _metadata = new SFNode(*this);
     regField(*_logFeature, type, 0, true);
     regField(*_metadata, type, 1, true);
     type.changeObjCounter(1);
     if (_regID) {
         NodeStatics& s = statics();
         std::lock_guard<std::mutex> lock(s.idMutex);
-        if (!s.idMap) s.idMap = new std::map<uint64_t, Node*>;
-        s.idMap->emplace(ID(), this);
+        if (!s.idMap) s.idMap = new NodeIdSet;
+        s.idMap->insert(this);
     }
     nameSpace.regNode(*this, type, name);
     _changedMask = NodePartMask(~0UL);
@@ -242,10 +331,6 @@ Node::~Node() {
     }
     unregField(0);
     unregField(1);
-    delete _logFeature;
-    delete _metadata;
-    _logFeature = nullptr;
-    _metadata = nullptr;
     const unsigned int protoRows = _nodeType->protoDescCount();
     for (unsigned int i = 0; i < protoRows && i < _fieldVec.size(); ++i) {
         Field*& slot = _fieldVec[_fieldVec.size() - 1 - i];
@@ -264,7 +349,7 @@ Node::~Node() {
     {
         NodeStatics& s = statics();
         std::lock_guard<std::mutex> lock(s.idMutex);
-        if (s.idMap) s.idMap->erase(ID());
+        if (s.idMap) s.idMap->erase(this);
     }
     // Instances of prototypes count on the instance type; that comes with prototype types.
     _nodeType->changeObjCounter(-1);
@@ -284,7 +369,7 @@ void Node::shutdown() const {
         KFATAL("%s/%s: Could not switch state to DISPOSED in shutdown()\n", typeName(),
                getName().c_str());
     else
-        notifySubject(nodeSubjects[DeleteObject], 0.0, &self);
+        notifySubject(nodeSubjects[DeleteObject].load(std::memory_order_acquire), 0.0, &self);
     // Children lose this parent before the destructor runs.
     for (Field* field : _fieldVec) {
         if (isSFNode(field))
@@ -375,9 +460,7 @@ Context* Node::context() const {
 Node* Node::findNode(uint64_t id) {
     NodeStatics& s = statics();
     std::lock_guard<std::mutex> lock(s.idMutex);
-    if (!s.idMap) return nullptr;
-    auto it = s.idMap->find(id);
-    return it == s.idMap->end() ? nullptr : it->second;
+    return s.idMap ? s.idMap->lookUp(id) : nullptr;
 }
 
 bool Node::findNode(Node* node) {
@@ -401,8 +484,7 @@ void Node::fillNodeVec(std::vector<Node*>& out, NodeType* type, bool namedOnly) 
     NodeStatics& s = statics();
     std::lock_guard<std::mutex> lock(s.idMutex);
     if (!s.idMap) return;
-    for (const auto& entry : *s.idMap) {
-        Node* node = entry.second;
+    for (Node* node : s.idMap->sorted()) {
         if (type && !node->getType().isA(*type)) continue;
         if (namedOnly && !node->hasName()) continue;
         out.push_back(node);
@@ -886,7 +968,7 @@ bool Node::setState(const TimeStamp& time, NodeState state) {
         KFATAL("Invalid node %s/%s/%s state transition: %s to %s (ChangingMask is %u)\n",
                _nameSpace ? _nameSpace->getName().c_str() : "", typeName(), getName().c_str(),
                stateNameOf(from), stateNameOf(state), unsigned(_isChangingMask.getValue()));
-    notifySubject(nodeSubjects[StateChanged], time, this);
+    notifySubject(nodeSubjects[StateChanged].load(std::memory_order_acquire), time, this);
     if (logFeature(LogState))
         KLOG("Valid node %s/%s/%s state transition: %s to %s\n",
              _nameSpace ? _nameSpace->getName().c_str() : "", typeName(), getName().c_str(),

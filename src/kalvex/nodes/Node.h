@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/FieldTypes.h"
 #include "kalvex/nodes/NodeEnums.h"
 #include "kalvex/nodes/NodePartDesc.h"
@@ -19,11 +20,9 @@ class Context;
 class EventInSlot;
 class EventOutSlot;
 class Field;
-class MFString;
 class NodeLink;
 class NodeNameSpace;
 class NodeProc;
-class SFNode;
 class Subject;
 
 // The data half of a scene object: fields, parent links, name, scope and lifecycle state. Its
@@ -249,8 +248,11 @@ class Node : public AttachmentBag {
     std::vector<Field*> _fieldVec;
     NodeCreator _creator = CreatorUnknown;
     NodeState _state = Creation;
-    MFString* _logFeature = nullptr;
-    SFNode* _metadata = nullptr;
+    // The two base parts live in the node: every node has them, and they cost no allocation.
+    MFString _logFeatureField{*this};
+    SFNode _metadataField{*this};
+    MFString* _logFeature = &_logFeatureField;
+    SFNode* _metadata = &_metadataField;
 };
 
 }  // namespace Kalvex

@@ -90,6 +90,10 @@ NodePartDesc::NodePartDesc(const NodePartDesc& other, BitVector<unsigned int>* f
       redirectIndex(other.redirectIndex),
       isLinkMap(other.isLinkMap) {}
 
+NodePartDesc::~NodePartDesc() {
+    delete _defaultValueCache.load();
+}
+
 void NodePartDesc::init(NodeType& type) {
     _refType = &type;
     valueRestriction = RestrictionNone;

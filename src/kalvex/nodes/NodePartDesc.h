@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -73,7 +74,7 @@ class NodePartDesc : public BaseObject {
     // A full copy, including what init computed; a non-null flag word replaces flags.
     NodePartDesc(const NodePartDesc& other, BitVector<unsigned int>* flagWord);
     NodePartDesc(const NodePartDesc& other) : NodePartDesc(other, nullptr) {}
-    ~NodePartDesc() override = default;
+    ~NodePartDesc() override;
 
     // Binds the row to its type and parses the value type text.
     void init(NodeType& type);
@@ -104,6 +105,16 @@ class NodePartDesc : public BaseObject {
     bool isInitialisable() const { return (partType & PartField) != 0; }
     bool isNodeReference() const { return dataType == SFNodeType || dataType == MFNodeType; }
 
+    // The default text of the row parsed once by the field class that reads it: every later
+    // field of the row copies the value instead of parsing the text again. A field class keeps
+    // its own kind of value in a subclass and marks it with a tag of its own. So the default text
+    // of a row is fixed once a field has taken it; rows with other defaults are other rows.
+    struct DefaultValueCache {
+        virtual ~DefaultValueCache() = default;
+        const void* owner = nullptr;
+    };
+    std::atomic<DefaultValueCache*>& defaultValueCache() const { return _defaultValueCache; }
+
     // Indexed by part type: the four names at 1, 2, 4, 7 and "Invalid Part Type" elsewhere.
     static std::vector<std::string> _partTypeNameDic;
 
@@ -127,6 +138,9 @@ class NodePartDesc : public BaseObject {
     std::string description;
     unsigned int redirectIndex;
     std::map<std::string, std::vector<unsigned int>> isLinkMap;
+
+  private:
+    mutable std::atomic<DefaultValueCache*> _defaultValueCache{nullptr};
 };
 
 }  // namespace Kalvex

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <iostream>
 #include <ostream>
+#include <typeinfo>
 
 #include "kalvex/nodes/MFNode.h"
 #include "kalvex/nodes/Node.h"
@@ -361,26 +362,35 @@ NodeProc* NodeType::createProc(Node& node) {
     return nullptr;
 }
 
-Node* NodeType::createNode(BaseObject* parent, const char* name, NodeCreator creator) const {
-    NodeNameSpace* nameSpace = nullptr;
-    Node* parentNode = nullptr;
-    SFNode* parentSF = nullptr;
-    MFNode* parentMF = nullptr;
-    Context* context = nullptr;
-    if ((nameSpace = dynamic_cast<NodeNameSpace*>(parent))) {
-    } else if ((parentNode = dynamic_cast<Node*>(parent))) {
-        nameSpace = parentNode->getProc() ? parentNode->getProc()->childNameSpace()
-                                          : parentNode->getNameSpace();
-    } else if ((parentSF = dynamic_cast<SFNode*>(parent))) {
-        nameSpace = parentSF->getNode()->getProc()->childNameSpace();
-    } else if ((parentMF = dynamic_cast<MFNode*>(parent))) {
-        nameSpace = parentMF->getNode()->getProc()->childNameSpace();
-    } else {
-        context = dynamic_cast<Context*>(parent);
-    }
+NodeType::Parent NodeType::classifyParent(BaseObject* object) {
+    Parent parent;
+    parent.object = object;
+    if (!object) return parent;
+    // Scopes and the two final link classes are told by their exact type: no cast on the common
+    // path of a loader.
+    const std::type_info& type = typeid(*object);
+    if (type == typeid(NodeNameSpace))
+        parent.scope = static_cast<NodeNameSpace*>(object);
+    else if (type == typeid(SFNode))
+        parent.sf = static_cast<SFNode*>(object);
+    else if (type == typeid(MFNode))
+        parent.mf = static_cast<MFNode*>(object);
+    else if (!(parent.scope = dynamic_cast<NodeNameSpace*>(object)) &&
+             !(parent.node = dynamic_cast<Node*>(object)))
+        parent.context = dynamic_cast<Context*>(object);
+    Node* holder = parent.node;
+    if (parent.sf) holder = parent.sf->getNode();
+    if (parent.mf) holder = parent.mf->getNode();
+    if (holder)
+        parent.scope =
+            holder->getProc() ? holder->getProc()->childNameSpace() : holder->getNameSpace();
+    return parent;
+}
 
+Node* NodeType::createNode(BaseObject* object, const char* name, NodeCreator creator) const {
+    Parent parent = classifyParent(object);
     if (_contextRoot) {
-        if (nameSpace) KWARNING("NameSpace given while create ContextRoot node\n");
+        if (parent.scope) KWARNING("NameSpace given while create ContextRoot node\n");
         std::string nameSpaceName;
         std::string nodeName;
         std::vector<std::string> tokens;
@@ -393,20 +403,20 @@ Node* NodeType::createNode(BaseObject* parent, const char* name, NodeCreator cre
             nodeName = name ? name : nameSpaceName;
         }
         // The root owns this scope; it takes its reference below.
-        nameSpace = new NodeNameSpace(nameSpaceName, nullptr, false);
-        return finishNode(parent, context, *nameSpace, nodeName.c_str(), creator);
+        parent.scope = new NodeNameSpace(nameSpaceName, nullptr, false);
+        return finishNode(parent, nodeName.c_str(), creator);
     }
-    if (!nameSpace) {
+    if (!parent.scope) {
         // The message has always carried a broken conversion after the type name, which
         // printed as "%:" and swallowed the node name; it reads the same here.
         KFATAL("%s/%%: No valid NodeNameSpace in createNode\n", _name.c_str());
         return nullptr;
     }
-    return finishNode(parent, context, *nameSpace, name, creator);
+    return finishNode(parent, name, creator);
 }
 
-Node* NodeType::finishNode(BaseObject* parent, Context* context, NodeNameSpace& nameSpace,
-                           const char* name, NodeCreator creator) const {
+Node* NodeType::finishNode(const Parent& parent, const char* name, NodeCreator creator) const {
+    NodeNameSpace& nameSpace = *parent.scope;
     Context* timeSource = nameSpace.context();
     const TimeStamp time = timeSource ? timeSource->getTimeStamp() : 0.0;
     Node* node = nullptr;
@@ -442,14 +452,13 @@ Node* NodeType::finishNode(BaseObject* parent, Context* context, NodeNameSpace& 
     if (_contextRoot) {
         node->setAttachment(Node::_rootNameSpaceKey, &nameSpace);
         nameSpace.setRoot(node);
-        if (context) context->addRoot(*node);
-    } else if (parent) {
-        if (Node* parentNode = dynamic_cast<Node*>(parent))
-            parentNode->addChild(node, nullptr, 0, 1);
-        else if (SFNode* sf = dynamic_cast<SFNode*>(parent))
-            sf->link().setNode(node);
-        else if (MFNode* mf = dynamic_cast<MFNode*>(parent))
-            mf->addChild(node);
+        if (parent.context) parent.context->addRoot(*node);
+    } else if (parent.node) {
+        parent.node->addChild(node, nullptr, Node::TransferNone, Node::MatchFirstFit);
+    } else if (parent.sf) {
+        parent.sf->link().setNode(node);
+    } else if (parent.mf) {
+        parent.mf->addChild(node);
     }
     notifySubject(Node::newObjectSubject(), 0.0, node);
     return node;

@@ -17,10 +17,12 @@ namespace Kalvex {
 
 class BaseObject;
 class Context;
+class MFNode;
 class Node;
 class NodeNameSpace;
 class NodeProc;
 class NodeTypeNameSpace;
+class SFNode;
 
 // The runtime description of one kind of node: a table of parts, the functions that make the
 // node and its behaviour, and documentation texts. Types form a single-inheritance tree with
@@ -148,9 +150,18 @@ class NodeType : public RefCountObject {
 
     void enterInIDMap();
     void fillNameMaps();
+    // What createNode was given as parent, and the scope that follows from it.
+    struct Parent {
+        BaseObject* object = nullptr;
+        NodeNameSpace* scope = nullptr;
+        Node* node = nullptr;
+        SFNode* sf = nullptr;
+        MFNode* mf = nullptr;
+        Context* context = nullptr;
+    };
+    static Parent classifyParent(BaseObject* object);
     // createNode from the time stamp on, once the scope is known.
-    Node* finishNode(BaseObject* parent, Context* context, NodeNameSpace& nameSpace,
-                     const char* name, NodeCreator creator) const;
+    Node* finishNode(const Parent& parent, const char* name, NodeCreator creator) const;
 
     NodeTypeNameSpace* _nameSpace;
     bool _initialized;
