@@ -176,12 +176,10 @@ NodeType* NodeTypeNameSpace::findType(const NodeTypeNameSpace* start, const std:
     std::string typeName;
     const NodeTypeNameSpace* registry = start;
     if (sep == std::string::npos) {
-        if (startsWithDigit(text)) {
-            // A type id: looked up, and the answer dropped. Names that begin with a digit never
-            // resolve here.
-            (void)NodeType::findType(unsigned(std::strtol(text.c_str(), nullptr, 10)));
-            return nullptr;
-        }
+        // Names that begin with a digit never resolve here. They read as a type id whose answer
+        // would be dropped anyway, so the id map is not asked: initType comes here while
+        // initTypeTree holds that map's lock, and a parent named "3D" would block for good.
+        if (startsWithDigit(text)) return nullptr;
         typeName = text;
     } else {
         registry = findNameSpace(start, text, true);
