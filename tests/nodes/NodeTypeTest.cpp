@@ -40,7 +40,7 @@ NodePartDesc part(NodePartType kind, NodePartDataType data, const char* name,
 }
 
 // What a plug-in passes to the native constructor, with the values most tests want.
-struct Spec {
+struct TypeArgs {
     const char* name;
     const char* parent = "Node";
     const char* status = "stable";
@@ -64,7 +64,7 @@ class NodeTypes : public ::testing::Test {
         return made;
     }()};
 
-    NodeType* define(const Spec& s, std::vector<NodePartDesc> local = {}) {
+    NodeType* define(const TypeArgs& s, std::vector<NodePartDesc> local = {}) {
         rows.push_back(std::move(local));
         return new NodeType(*registry, s.name, "Test", s.parent, s.defaultOf, "2.0", s.component,
                             s.summary, s.status, s.description, "Test", true, s.contextRoot,
@@ -171,7 +171,7 @@ TEST_F(NodeTypes, StatusWordsAreExact) {
 
 TEST_F(NodeTypes, BadInputFromPlugIns) {
     struct Case {
-        Spec spec;
+        TypeArgs args;
         std::vector<std::string> messages;
     };
     const Case cases[] = {
@@ -199,10 +199,10 @@ TEST_F(NodeTypes, BadInputFromPlugIns) {
          {"INFO\tKalvex\tRegister Context Root Type: Stage\n"}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.spec.name ? c.spec.name : "(null)");
+        SCOPED_TRACE(c.args.name ? c.args.name : "(null)");
         LogCapture log(osg::LOG_INFO);
         SmartPtr<NodeType> type =
-            define(c.spec, {NodePartDesc(9, partMaskOf(9), PartField, SFInt32Type, 0, "local",
+            define(c.args, {NodePartDesc(9, partMaskOf(9), PartField, SFInt32Type, 0, "local",
                                          nullptr, nullptr, nullptr, nullptr)});
         const int built = type->initType(true);
         int reports = 0;

@@ -213,16 +213,16 @@ TEST_F(PartDesc, RandomSelectionKeepsThe32BitProduct) {
     for (unsigned i = 0; i < n; ++i) text += "e" + std::to_string(i) + ",";
     NodePartDesc desc = bound(MFStringType, text.c_str());
     ASSERT_EQ(desc.valueList.size(), n);
-    unsigned hit = 0, misses = 0;  // the first special seed and twenty ordinary ones
+    unsigned hit = 0, misses = 0;  // the first wraps seed and twenty ordinary ones
     for (unsigned seed = 1; seed < (1u << 22) && (!hit || misses < 20); ++seed) {
         std::srand(seed);
         const unsigned r = unsigned(std::rand());
-        const bool special = (r & 0xffffu) == 0x8000u;
-        if (special ? hit != 0 : misses >= 20) continue;
+        const bool wraps = (r & 0xffffu) == 0x8000u;
+        if (wraps ? hit != 0 : misses >= 20) continue;
         std::srand(seed);
         const std::string& chosen = desc.valueListElem("e5", NodePartDesc::SelectRandom);
-        EXPECT_EQ(&chosen, &desc.valueList[special ? 1 : 0]) << "seed " << seed << " rand " << r;
-        if (special)
+        EXPECT_EQ(&chosen, &desc.valueList[wraps ? 1 : 0]) << "seed " << seed << " rand " << r;
+        if (wraps)
             hit = seed;
         else
             ++misses;
