@@ -98,6 +98,8 @@ void NodePartDesc::init(NodeType& type) {
     _refType = &type;
     valueRestriction = RestrictionNone;
     nodeType = nullptr;
+    // A row parsed before (a copy, or a table bound a second time) starts its list afresh.
+    valueList.clear();
     if (_valueType.empty()) return;
     std::vector<std::string> tokens;
     if (stringTokenizer(_valueType, tokens, "[]() ;,") == 0) return;

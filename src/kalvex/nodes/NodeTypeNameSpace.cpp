@@ -91,9 +91,9 @@ NodeTypeNameSpace::~NodeTypeNameSpace() {
     Registries& r = registries();
     notifySubject(r.deleteObject, 0.0, this);
     if (_protoLibrary) KLOG("ProtoLibrary != Null in NodeTypeNameSpace destructor\n");
-    if (_parent) {
-        setParent(nullptr);
-    } else if (!_name.empty()) {
+    setParent(nullptr);
+    // Also for a root that was given a parent later: its entry must not outlive it.
+    if (!_name.empty()) {
         std::lock_guard<std::mutex> lock(r.mutex);
         if (rootNamed(r, _name) == this) r.rootMap->erase(_name);
     }
@@ -116,6 +116,12 @@ NodeTypeNameSpace::~NodeTypeNameSpace() {
         unregType(*type);
         if (type->refCount() == 0) type->release();
     }
+    // A type that lost its name to a later registration is in no map here, yet still points at
+    // this registry; it must not reach back into it once it is gone.
+    std::vector<NodeType*> displaced;
+    NodeType::getTypeVec(displaced, TypeVecClear | TypeVecDeprecated);
+    for (NodeType* type : displaced)
+        if (type->_nameSpace == this) type->_nameSpace = nullptr;
     std::lock_guard<std::mutex> lock(r.mutex);
     if (r.nameSpaceMap) r.nameSpaceMap->erase(ID());
 }
@@ -176,12 +182,10 @@ NodeType* NodeTypeNameSpace::findType(const NodeTypeNameSpace* start, const std:
     std::string typeName;
     const NodeTypeNameSpace* registry = start;
     if (sep == std::string::npos) {
-        if (startsWithDigit(text)) {
-            // A type id: looked up, and the answer dropped. Names that begin with a digit never
-            // resolve here.
-            (void)NodeType::findType(unsigned(std::strtol(text.c_str(), nullptr, 10)));
-            return nullptr;
-        }
+        // Names that begin with a digit never resolve here. They read as a type id whose answer
+        // would be dropped anyway, so the id map is not asked: initType comes here while
+        // initTypeTree holds that map's lock, and a parent named "3D" would block for good.
+        if (startsWithDigit(text)) return nullptr;
         typeName = text;
     } else {
         registry = findNameSpace(start, text, true);

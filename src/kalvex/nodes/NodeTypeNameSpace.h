@@ -34,6 +34,9 @@ class NodeTypeNameSpace : public AttachmentBag {
   public:
     using TypeMap = std::map<std::string, NodeType*>;
 
+    // A root's name is entered in the map of roots unless another root holds it (reported).
+    // The destructor removes the entry if it is this registry's own, even when the registry
+    // was given a parent since, so that no look-up by address reaches a dead registry.
     NodeTypeNameSpace(const char* name, NodeTypeNameSpace* parent);
     ~NodeTypeNameSpace() override;
 
@@ -48,7 +51,10 @@ class NodeTypeNameSpace : public AttachmentBag {
     ProtoLibrary* protoLibrary() const { return _protoLibrary; }
     void setProtoLibrary(ProtoLibrary* library) { _protoLibrary = library; }
 
+    // A second type under a name already taken is reported and replaces the first in both maps.
     void regType(NodeType& type);
+    // Erases only the entries that still name this type, so that a type that lost its name to
+    // a later registration leaves the newer entries in place when it goes.
     void unregType(NodeType& type);
     // Makes an alias of type in this registry under name (type's own name when null).
     NodeType* refType(const NodeType& type, const char* name);
