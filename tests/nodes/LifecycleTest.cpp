@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -421,6 +424,23 @@ TEST_F(Lifecycle, ContextDestroyedWithRootsWarnsAndFreesThem) {
     }
     EXPECT_EQ(root->context(), nullptr);
     EXPECT_EQ(root->refCount(), 1);
+}
+
+TEST(StaticTypeHost, ReturnsFromMainCleanlyWithItsOutput) {
+    // Its own process: the exit handler and the static destruction of a type that lives in the
+    // host must run through and flush what the host printed.
+    const std::string command =
+        std::string("KALVEX_LOG_TYPE=stdout KALVEX_LOG_LEVEL=notice ") + KALVEX_STATIC_TYPE_HOST;
+    FILE* pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string output;
+    char buffer[256];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
+    const int status = pclose(pipe);
+    ASSERT_TRUE(WIFEXITED(status)) << output;
+    EXPECT_EQ(WEXITSTATUS(status), 0) << output;
+    EXPECT_NE(output.find("Kalvex::exitSystem() call"), std::string::npos) << output;
+    EXPECT_NE(output.find("static host level 7"), std::string::npos) << output;
 }
 
 }  // namespace
