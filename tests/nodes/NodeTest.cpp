@@ -308,6 +308,24 @@ TEST_F(Nodes, LogFeatureMaskOnlyGrows) {
     setWords({"everything", "bogus"});
     EXPECT_EQ(n->getLogFeatureMask().getValue(), ~0ul);
     EXPECT_EQ(changed.seen, std::vector<BaseObject*>(4, n));
+
+    // A change that arrives while the same field is changing is cut off before the behaviour.
+    Node* m = make<Node>("m");
+    m->logFeatureField().editValue() = {"child"};
+    m->_isChangingMask = Node::logFeatureMask;
+    {
+        LogCapture log(osg::LOG_INFO);
+        m->fieldChanged(m->logFeatureField(), 0.0, nullptr);
+        EXPECT_EQ(log.text(),
+                  "INFO\tKalvex\tField ChildHost/m.logFeature is already changing; "
+                  "break loop\n");
+    }
+    EXPECT_FALSE(m->logFeature(Node::LogChild));
+    m->_isChangingMask = NodePartMask(0);
+    LogCapture quiet;
+    m->fieldChanged(m->logFeatureField(), 0.0, nullptr);
+    EXPECT_TRUE(m->logFeature(Node::LogChild));
+    EXPECT_TRUE(m->_isChangingMask.isZero());
 }
 
 TEST_F(Nodes, AddChildTakesTheNearestOrTheFirstFittingField) {
