@@ -57,11 +57,13 @@ MFNode::MFNode(Node& node, const MFNode& other) : Inherited(node) {
 
 MFNode::MFNode(const MFNode& other) : MFNode(other.node(), other) {}
 
-NodeLink* MFNode::addChild(Node* node) {
-    NodeLink& link = addValue(NodeLink());
+namespace {
+
+// A new entry takes its node; an empty one is kept as a hole and reported.
+NodeLink* fillEntry(MFNode& field, NodeLink& link, Node* node) {
     if (!node) {
-        Node& owner = this->node();
-        const NodePartDesc* desc = getDesc();
+        Node& owner = field.node();
+        const NodePartDesc* desc = field.getDesc();
         KNOTICE("Add Child(NULL) to Node(%s/%s), field: %s\n", owner.typeName(),
                 owner.getName().c_str(), desc ? desc->name.c_str() : "NoName");
         return &link;
@@ -70,12 +72,17 @@ NodeLink* MFNode::addChild(Node* node) {
     return &link;
 }
 
+}  // namespace
+
+NodeLink* MFNode::addChild(Node* node) {
+    return fillEntry(*this, addValue(NodeLink()), node);
+}
+
 NodeLink* MFNode::insertChild(int index, Node* node) {
     if (index < 0 || size_t(index) >= _value.size()) return addChild(node);
     auto it = _value.emplace(std::next(_value.begin(), index));
     it->setField(this);
-    it->setNode(node);
-    return &*it;
+    return fillEntry(*this, *it, node);
 }
 
 bool MFNode::removeChild(Node* node) {

@@ -32,6 +32,10 @@ class Subject;
 // each in its constructor with regField under the ID of its row; NodeType passes the class's
 // factory and behaviour factory. The change masks and flags are plain words that fields and
 // events drive directly on the thread that runs the scene.
+//
+// A type whose chain yields no behaviour object (a type whose parent was never found) still
+// gives its nodes the plain NodeProc, after createProc has reported the failure: no node runs
+// without one.
 class Node : public AttachmentBag {
   public:
     // Bits of _changeFlags.

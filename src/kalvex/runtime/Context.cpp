@@ -65,6 +65,8 @@ Context::Context()
       _frameValue(0.0f) {}
 
 Context::~Context() {
+    // Only a context deleted past the release protocol still has roots here.
+    if (!_rootBag.empty()) KWARNING("RootBag is not empty in Context destructor\n");
     while (!_rootBag.empty()) dropRoot(_rootBag.begin());
     delete _runFrameSubject;
 }

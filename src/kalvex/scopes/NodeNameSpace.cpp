@@ -126,10 +126,18 @@ NodeNameSpace::~NodeNameSpace() {
             }
         }
     }
-    // Names made by updateNamedNode point into the map that dies with this scope.
-    for (auto& entry : _nodeMap)
-        if (Node* node = entry.second.second; node && node->_name == &entry.first)
-            node->_name = nullptr;
+    // Live nodes may still name themselves by a key of this map (updateNamedNode does not move
+    // a node's scope). The entries are not asked: one that a name was taken from may name a
+    // node that is gone. Nodes outside the id map are not reached.
+    if (!_nodeMap.empty()) {
+        std::vector<Node*> live;
+        Node::fillNodeVec(live, nullptr, false);
+        for (Node* node : live) {
+            if (!node->_name) continue;
+            auto it = _nodeMap.find(*node->_name);
+            if (it != _nodeMap.end() && &it->first == node->_name) node->_name = nullptr;
+        }
+    }
     _context = nullptr;
     Scopes& s = scopes();
     notifySubject(s.deleteObject, 0.0, this);

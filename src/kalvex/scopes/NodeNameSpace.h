@@ -29,6 +29,11 @@ class Subject;
 //
 // The root node of a context root type owns its scope. The process-wide map of scopes is made
 // on first use and deleted when it becomes empty; its mutex is never freed.
+//
+// A scope that dies leaves no pointer to itself behind, beyond what the scope rules ask: its
+// nodes without parents lose their scope and name too (not only the linked ones), it leaves the
+// using lists of all other scopes, and live nodes that hold a key of its map as their name lose
+// it. unregNode erases a node's key only while that entry still names the node.
 class NodeNameSpace : public AttachmentBag {
   public:
     // Bits of _flags: what checkReleaseType must respect.
