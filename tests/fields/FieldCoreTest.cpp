@@ -345,6 +345,19 @@ TEST_F(FieldCore, NodeDyingInsideFieldChangedEndsReceiveWithoutSend) {
     EXPECT_EQ(Node::idMapSize(), before - 1);  // the node is gone
 }
 
+// A part of the type is one whose row is the type's row under its index: inherited rows count,
+// though they belong to the parent type; a dynamic part and a row-less field do not.
+TEST_F(FieldCore, TypePartsIncludeInheritedRows) {
+    EXPECT_NE(field(PLogFeature).getDesc()->_refType, &testType());
+    EXPECT_TRUE(field(PLogFeature).isNodeTypePart() && field(PField).isNodeTypePart());
+    Field* dynamic = node->addDynamicField(PartField, SFFloatType, "extra", nullptr, nullptr,
+                                           nullptr, false, false, true, nullptr);
+    ASSERT_NE(dynamic, nullptr);
+    EXPECT_FALSE(dynamic->isNodeTypePart());
+    EXPECT_FALSE(SFFloat(*node).isNodeTypePart());
+    EXPECT_TRUE(node->removeDynamicField(dynamic->getDesc()->ID));
+}
+
 TEST_F(FieldCore, OutSlotsRouteCountsAndExport) {
     Field& f = field(POut);
     EXPECT_EQ(f.outRouteCount(true, true), 0u);
