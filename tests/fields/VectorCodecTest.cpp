@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <locale>
 #include <memory>
 #include <random>
 #include <set>
@@ -115,6 +118,40 @@ TEST(VectorText, ParsesPrintsAndReadsBack) {
         EXPECT_EQ(a->equalValue(*b), c.readsBack) << textOf(*b);
         EXPECT_TRUE(!c.readsBack || textOf(*b) == c.out) << textOf(*b);
         EXPECT_EQ(log.text(), "");
+    }
+}
+
+struct CommaPoint : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+};
+
+// A host that puts a C++ locale in place gets its decimal point in the vector lists, as in every
+// other list: they print through the vector stream operator. In the classic locale the
+// stream-free path writes the same characters but for the point.
+TEST(VectorText, ListsFollowTheGlobalLocale) {
+    Owner owner;
+    const char* in = "1.5 -0.25 3 1e6 0.1 7 -1e-7 2.5 4 inf 6 8";
+    const struct {
+        int type;
+        const char* comma;  // the first two numbers under the comma locale
+    } cases[] = {{MFVec2fType, "1,500000, -0,250000, "}, {MFVec3fType, "1,500000, -0,250000, "},
+                 {MFVec4fType, "1,500000, -0,250000, "}, {MFVec2dType, "1,500000000000, -0,25"},
+                 {MFVec3dType, "1,500000000000, -0,25"}, {MFVec4dType, "1,500000000000, -0,25"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(FieldType::dataTypeName(c.type));
+        auto field = owner.make(c.type);
+        field->setValueByStr(in);
+        const std::string classic = textOf(*field);
+        std::locale old = std::locale::global(std::locale(std::locale::classic(), new CommaPoint));
+        const std::string comma = textOf(*field);
+        std::locale::global(old);
+        EXPECT_EQ(comma.substr(0, std::strlen(c.comma)), c.comma);
+        std::string pointed = comma;  // a decimal comma is followed by a digit, a separator not
+        for (size_t i = 0; i + 1 < pointed.size(); ++i)
+            if (pointed[i] == ',' && std::isdigit(static_cast<unsigned char>(pointed[i + 1])))
+                pointed[i] = '.';
+        EXPECT_EQ(pointed, classic);
+        EXPECT_EQ(textOf(*field), classic);
     }
 }
 
