@@ -138,18 +138,42 @@ TEST(MFImageText, StickyHexHeadersClearingFirstAndNoAdd) {
     field.setValueByStr(text.c_str());
     std::string out;
     EXPECT_EQ(field.getStrValue(out), expected);
-    // Text: how many images it leaves (a blank, an incomplete header, no number all end it).
-    const std::pair<const char*, unsigned> cases[] = {
-        {"", 0},      {"  \n ", 0},          {"7 7", 0},
-        {nullptr, 0}, {"1 1 1 0x01 2 2", 1}, {"1 1 1 0x01 junk 1 1 1 0x02", 1}};
-    for (const auto& [in, size] : cases) {
+    // Text: how many images it leaves, and how many of them are unset. Every read that consumed
+    // something is an image, an incomplete header too; a blank or no number ends the list.
+    const struct {
+        const char* in;
+        unsigned size, unset;
+    } cases[] = {
+        {"", 0, 0},
+        {"  \n ", 0, 0},
+        {nullptr, 0, 0},
+        {"7 7", 1, 1},
+        {"1 1 1 0xFF 7 8", 2, 1},
+        {"1 1 1 0x01 \t", 1, 0},
+        {"1 1 1 0x01 2 2 3", 2, 0},  // the second image's pixels are missing, not its header
+        {"1 1 1 0x01 junk 1 1 1 0x02", 1, 0}};
+    Image fresh;
+    fresh.createData();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.in ? c.in : "null");
         field.setValueByStr("1 1 1 0x01 1 1 1 0x02");
-        field.setValueByStr(in);
-        EXPECT_EQ(field.size(), size) << (in ? in : "null");
+        field.setValueByStr(c.in);
+        EXPECT_EQ(field.size(), c.size);
+        unsigned unset = 0;
+        for (const Image& image : field.getValue()) {
+            ASSERT_NE(image.getData(), nullptr);
+            if (image == fresh) ++unset;
+        }
+        EXPECT_EQ(unset, c.unset);
     }
+    field.setValueByStr("1 1 1 0xFF 7 8");
+    EXPECT_EQ(field.getValue().front().getData()->getPixel(), std::vector<std::uint8_t>{0xff});
+    EXPECT_EQ(field.getStrValue(out), "1 1 1 0xff ");  // the unset image writes nothing
+    EXPECT_EQ(log.count("Invalid PixelFormat"), 1);
+    log.clear();
     EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalitySingle), nullptr);
     EXPECT_EQ(field.addValueByStr("1 1 1 0x01", Kalvex::Field::CardinalityMulti), nullptr);
-    EXPECT_EQ(field.size(), 1u);
+    EXPECT_EQ(field.size(), 2u);  // neither mode adds
     EXPECT_EQ(log.count("Not impl. \n"), 2);
     // An invalid image in the middle writes nothing but its blank.
     field.setValueByStr("1 1 1 0x01 1 1 5 0x02 1 1 1 0x03");
@@ -184,8 +208,7 @@ TEST(ImageTextFuzz, MutatedAndRandomTextNeverBreaksTheFields) {
         const osg::Image* img = single.getValue().getData();
         ASSERT_NE(img, nullptr);
         EXPECT_LE(img->getPixel().size(), Image::kMaxTextBytes) << text;
-        for (const Image& image : multi.getValue())
-            EXPECT_TRUE(image.getData() && image.getData()->getWidth() > 0) << text;
+        for (const Image& image : multi.getValue()) EXPECT_TRUE(image.getData()) << text;
         std::string out;
         multi.getStrValue(out);
         if (!single.getStrValue(out).empty() && img->isValid()) {
