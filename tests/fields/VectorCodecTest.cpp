@@ -4,7 +4,6 @@
 
 #include <bit>
 #include <cctype>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -308,47 +307,6 @@ TEST(VectorBin, WholeValueRoundTripsAndNotImpReports) {
             expected += name + ".cpp " + form + " not Impl\n";
         EXPECT_EQ(messages(log), expected);
     }
-}
-
-// Random bytes, number-like characters, or a mutated table text into every class and form.
-TEST(VectorFuzz, RandomTextAndBytesNeverBreakAField) {
-    static const char alphabet[] = "0123456789+-.eExXinfaINFA ,;\t\n\r:\\\"'";
-    std::mt19937 rng(2024);
-    Owner owner;
-    std::set<int> types;
-    for (const auto& c : kText) types.insert(c.type);
-    ASSERT_EQ(types.size(), 28u);  // the text table reaches every class
-    std::vector<std::unique_ptr<Field>> fields;
-    for (int type : types) fields.push_back(owner.make(type));
-    KalvexTest::LogCapture log;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
-    int rounds = 0;
-    for (; rounds < 2000 && std::chrono::steady_clock::now() < deadline; ++rounds) {
-        const char* seed = kText[rng() % std::size(kText)].in;
-        std::string text = seed && rng() % 2 ? seed : "";
-        for (int i = 1 + rng() % (text.empty() ? 96 : 4); i > 0; --i)
-            text.insert(
-                rng() % (text.size() + 1), 1,
-                rng() % 2 ? alphabet[rng() % (sizeof(alphabet) - 1)] : char(1 + rng() % 255));
-        // Exactly as long as the text, so a read past its end is a read past the buffer.
-        std::vector<char> exact(text.c_str(), text.c_str() + text.size() + 1);
-        const char *begin = exact.data(), *end = begin + text.size();
-        for (auto& field : fields) {
-            field->setValueByStr(begin);
-            const char* rest = field->addValueByStr(begin, Field::CardinalityMulti);
-            ASSERT_TRUE(rest == nullptr || (rest >= begin && rest <= end))
-                << field->dataTypeName() << " <" << text << ">";
-            field->addValueByStr(begin, Field::CardinalitySingle);
-            field->setValueByBin(text);
-            field->set1ValueByBin(int(rng() % 4) - 1, text);
-            field->get1ValueAsBin(int(rng() % 4) - 1);
-            field->setValueByBin(field->getBinValue(-1));
-            textOf(*field);
-            if (field->size() > 64) field->clear();
-        }
-        if (rounds % 64 == 0) log.clear();
-    }
-    EXPECT_GT(rounds, 50);
 }
 
 }  // namespace
