@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <locale>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -123,6 +124,30 @@ TEST(ImageTextWrite, InvalidFormatsLogAndTheFirstLayerIsWritten) {
     std::ostringstream out;
     out << image << ' ' << 255;
     EXPECT_EQ(out.str(), "2 1 1 0x01 0x02 ff");
+}
+
+// The pixels are formatted without the stream in the classic locale: the same characters as the
+// stream writes under any other locale, upper case included, and the stream left hexadecimal.
+TEST(ImageTextWrite, ClassicPathWritesWhatTheStreamWrites) {
+    std::vector<std::uint8_t> bytes(3 * 5 * 4);
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = std::uint8_t(i * 29 + 7);
+    const std::locale other(std::locale::classic(), new std::numpunct<char>);
+    for (std::uint32_t format : {L, LA, RGB, RGBA}) {
+        for (bool upper : {false, true}) {
+            SCOPED_TRACE(testing::Message() << format << (upper ? " upper" : ""));
+            Image image;
+            image.createData();
+            image.getData()->set(format, 5, 3, 1, 1, 1, 0.0, bytes.data());
+            std::ostringstream classic, streamed;
+            streamed.imbue(other);
+            for (std::ostringstream* out : {&classic, &streamed}) {
+                if (upper) *out << std::uppercase;
+                *out << image << ' ' << 171;
+            }
+            EXPECT_EQ(classic.str(), streamed.str());
+            EXPECT_EQ(classic.str().substr(classic.str().size() - 3), upper ? " AB" : " ab");
+        }
+    }
 }
 
 TEST(MFImageText, StickyHexHeadersClearingFirstAndNoAdd) {
