@@ -14,10 +14,12 @@
 #include <vector>
 
 #include "kalvex/fields/Field.h"
+#include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/FieldType.h"
 #include "kalvex/fields/FieldTypes.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeType.h"
+#include "kalvex/platform/osg/Image.h"
 #include "kalvex/platform/osg/Log.h"
 
 namespace KalvexFuzz {
@@ -99,6 +101,24 @@ inline Text exactText(const void* data, std::size_t size) {
     std::memcpy(text.chars.get(), data, text.length);
     text.chars[text.length] = '\0';
     return text;
+}
+
+// A few header numbers may ask for an image of up to 64 MiB, whose text is some 180 MB. Such a
+// value has met the size guard and been allocated; printing and reading it back again would only
+// slow the search down, so the targets stop there.
+inline bool bulky(const Field& field) {
+    constexpr std::size_t kLimit = 1 << 20;
+    auto size = [](const Kalvex::Image& image) -> std::size_t {
+        return image.getData() ? image.getData()->getPixel().size() : 0;
+    };
+    if (const auto* single = dynamic_cast<const Kalvex::SFImage*>(&field))
+        return size(single->getValue()) > kLimit;
+    if (const auto* multi = dynamic_cast<const Kalvex::MFImage*>(&field)) {
+        std::size_t total = 0;
+        for (const Kalvex::Image& image : multi->getValue()) total += size(image);
+        return total > kLimit;
+    }
+    return false;
 }
 
 inline std::string textOf(const Field& field) {

@@ -56,6 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     auto field = makeField(in.type);
     field->setValueByStr(text.begin());
+    if (bulky(*field)) return 0;
     const std::string printed = textOf(*field);
     auto again = makeField(in.type);
     again->setValueByStr(printed.c_str());
@@ -79,6 +80,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fail("splitAndAddValues miscounted", *split, text.begin());
     if (kOnePerAdd.count(in.type) && split->size() != unsigned(count))
         fail("splitAndAddValues added other than one element per value", *split, text.begin());
-    textOf(*split);
+    if (!bulky(*split)) textOf(*split);
     return 0;
 }
