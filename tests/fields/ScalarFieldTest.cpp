@@ -334,11 +334,13 @@ TEST_F(ScalarFieldTest, ListsReadAsStrtodAndStrtolAndPrintAsPrintf) {
         d.editValue().push_back(v);
         t.editValue().push_back(v);
         f.editValue().push_back(fv);
-        const char* sep = i ? ", " : "";
-        dText += sep + format("%.12f", v);
-        tText += sep + format("%g", v);
-        fText += sep + format("%.6f", fv);
-        nText += sep + std::to_string(n.getValue()[i]);
+        if (i) {
+            for (std::string* all : {&dText, &tText, &fText, &nText}) *all += ", ";
+        }
+        dText += format("%.12f", v);
+        tText += format("%g", v);
+        fText += format("%.6f", fv);
+        nText += std::to_string(n.getValue()[i]);
     }
     EXPECT_EQ(text(d), dText);
     EXPECT_EQ(text(t), tText);
