@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -40,42 +37,30 @@ struct SFImageBinary : ::testing::Test {
     Kalvex::SFImage field{*owner.node}, copy{*owner.node};
 };
 
-// Every format and depth round trips; a mutated form is refused or read within its bytes.
-TEST_F(SFImageBinary, RoundTripsAndMutatedFormsStayConsistent) {
-    KalvexTest::LogCapture log(osg::LOG_FATAL);
+// Every format and depth round trips, through both whole-value forms. Damaged forms are the
+// binary fuzz target's business.
+TEST_F(SFImageBinary, EveryFormatAndDepthRoundTrips) {
     const std::uint32_t formats[] = {osg::Image::OSG_L_PF, osg::Image::OSG_LA_PF,
                                      osg::Image::OSG_RGB_PF, osg::Image::OSG_RGBA_PF};
-    std::mt19937 rng(3);
-    int accepted = 0, i = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
-    for (; i < 3000 && (i < 24 || std::chrono::steady_clock::now() < deadline); ++i) {
-        const int c = 1 + i % 4, w = 1 + int(rng() % 9), h = 1 + int(rng() % 9), d = 1 + i % 3;
-        std::vector<std::uint8_t> data(std::size_t(w * h * d * c));
-        for (auto& b : data) b = std::uint8_t(rng());
-        field.editValue().createData();
-        field.editValue().getData()->set(formats[c - 1], w, h, d, 1, 1, 0.0, data.data());
-        const std::string valid = field.getBinValue(-1);
-        copy.setValueByStr("1 1 1 0x00");
-        copy.set1ValueByBin(7, valid);  // an SField takes it as the whole value
-        ASSERT_TRUE(copy.equalValue(field)) << w << "x" << h << "x" << d << "x" << c;
-        ASSERT_EQ(copy.getValue().getData()->getDepth(), d);
-        std::string bin = valid;
-        for (int e = 1 + int(rng() % 3); e > 0; --e) {
-            const std::size_t at = rng() % bin.size();
-            const unsigned kind = rng() % 3;
-            if (kind == 0) bin[at] = char(rng());
-            if (kind == 1) bin.resize(std::max<std::size_t>(at, 1));
-            if (kind == 2) bin.insert(at, 1, char(rng()));
+    KalvexTest::LogCapture log;
+    for (int c = 1; c <= 4; ++c) {
+        for (int d = 1; d <= 3; ++d) {
+            const int w = 2 + c, h = 1 + d;
+            SCOPED_TRACE(testing::Message() << w << "x" << h << "x" << d << "x" << c);
+            std::vector<std::uint8_t> data(std::size_t(w * h * d * c));
+            for (std::size_t i = 0; i < data.size(); ++i) data[i] = std::uint8_t(i * 37 + c);
+            field.editValue().createData();
+            field.editValue().getData()->set(formats[c - 1], w, h, d, 1, 1, 0.0, data.data());
+            const std::string bin = field.getBinValue(-1);
+            EXPECT_EQ(bin, binHeader(w, h, d, c) + std::string(data.begin(), data.end()));
+            copy.setValueByStr("1 1 1 0x00");
+            copy.set1ValueByBin(7, bin);  // an SField takes it as the whole value
+            EXPECT_TRUE(copy.equalValue(field));
+            EXPECT_EQ(copy.getValue().getData()->getDepth(), d);
+            EXPECT_EQ(copy.getBinValue(-1), bin);
         }
-        field.setValueByBin(bin);
-        const std::string after = field.getBinValue(-1);
-        ASSERT_LE(after.size(), std::max(valid.size(), bin.size())) << i;
-        if (after == valid) continue;
-        ++accepted;
-        copy.setValueByBin(after);
-        ASSERT_TRUE(copy.equalValue(field)) << i;
     }
-    EXPECT_GT(accepted, i / 30) << i << " strings";
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(SFImageBinary, WholeValueLayoutAndComponentInts) {

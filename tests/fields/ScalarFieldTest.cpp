@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -335,61 +334,18 @@ TEST_F(ScalarFieldTest, ListsReadAsStrtodAndStrtolAndPrintAsPrintf) {
         d.editValue().push_back(v);
         t.editValue().push_back(v);
         f.editValue().push_back(fv);
-        const char* sep = i ? ", " : "";
-        dText += sep + format("%.12f", v);
-        tText += sep + format("%g", v);
-        fText += sep + format("%.6f", fv);
-        nText += sep + std::to_string(n.getValue()[i]);
+        if (i) {
+            for (std::string* all : {&dText, &tText, &fText, &nText}) *all += ", ";
+        }
+        dText += format("%.12f", v);
+        tText += format("%g", v);
+        fText += format("%.6f", fv);
+        nText += std::to_string(n.getValue()[i]);
     }
     EXPECT_EQ(text(d), dText);
     EXPECT_EQ(text(t), tText);
     EXPECT_EQ(text(f), fText);
     EXPECT_EQ(text(n), nText);
-}
-
-// Mutated text and bytes into every class and mode: no read outside the text, a remainder inside
-// it.
-TEST_F(ScalarFieldTest, FuzzTextAndBytes) {
-    KalvexTest::LogCapture log(osg::LOG_LOG);  // keep the partial-data reports out
-    static const char kAlphabet[] = "0123456789+-.eExXpP,; \t\r\n\"'\\abcdefinINFtyOoNSU\v\f";
-    // clang-format off
-    const std::string seeds[] = {"1.5, 2.25e-3 -0 +7", "0x1p3 inf -nan 1e999 1e-999 4.9e-324", "\"a\\\"b\" 'c' \"\\\\\"",
-                                 "TRUE FALSE yes no ON OFF UNSET", "999999999999999999999999 -2147483649", ".e5 -. +. 1e+ 00x5"};
-    // clang-format on
-    std::vector<Field*> fields;
-    for (NodePartDataType type : kScalarTypes) fields.push_back(make(type));
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-    int round = 0;
-    for (; round < 1500 && std::chrono::steady_clock::now() < deadline; ++round) {
-        std::string input = seeds[_rng() % std::size(seeds)];
-        for (int e = int(_rng() % 6); e >= 0; --e) {
-            const size_t pos = _rng() % (input.size() + 1);
-            if (_rng() % 3)
-                input.insert(pos, 1,
-                             _rng() % 2 ? kAlphabet[_rng() % (sizeof(kAlphabet) - 1)]
-                                        : char(_rng() % 255 + 1));
-            else
-                input.erase(pos, 1 + _rng() % 3);
-        }
-        // A heap copy of exactly the text's length, so that a read past the end is caught.
-        std::vector<char> exact(input.c_str(), input.c_str() + input.size() + 1);
-        const char* begin = exact.data();
-        for (Field* f : fields) {
-            f->setValueByStr(begin);
-            text(*f);
-            f->addValueByStr(begin, Field::CardinalitySingle);
-            const char* rest = f->addValueByStr(begin, Field::CardinalityMulti);
-            EXPECT_TRUE(!rest || (rest >= begin && rest <= begin + input.size())) << input;
-            const std::string bin = f->getBinValue(-1);
-            f->setValueByBin(input);
-            f->setValueByBin(bin.substr(0, _rng() % (bin.size() + 1)));
-            f->set1ValueByBin(int(_rng() % 4), input);
-            f->get1ValueAsBin(int(_rng() % 4) - 1);
-            if (f->size() > 10000) f->clear();
-        }
-    }
-    EXPECT_GT(round, 100);
-    EXPECT_EQ(log.text(), "");
 }
 
 }  // namespace

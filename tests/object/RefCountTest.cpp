@@ -99,7 +99,8 @@ TEST(SmartPtr, CountsEachHolderAndLetsTheOldObjectGoFirst) {
     Tracked* obj = new Tracked(stats);
     SmartPtr<Tracked> p(obj);
     p.setObj(obj);  // the held pointer again changes no count
-    p = p;
+    SmartPtr<Tracked>& same = p;
+    p = same;  // self-assignment through a second name
     std::vector<SmartPtr<Tracked>> holders(4, p);
     EXPECT_EQ(obj->refCount(), 5);
     holders.clear();

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <locale>
 #include <ostream>
+#include <string>
 
 #include "kalvex/object/Logging.h"
 #include "kalvex/platform/osg/Image.h"
@@ -14,6 +16,7 @@ namespace Kalvex {
 namespace {
 
 constexpr const char* kSkipSet = "\r\n \t,";
+constexpr std::size_t kChunkBytes = 64 * 1024;
 
 // One number of the image text: hexadecimal after 0x or 0X, also behind a sign, decimal
 // otherwise (a leading 0 is not octal). False when no number starts at pos.
@@ -151,13 +154,36 @@ std::ostream& operator<<(std::ostream& out, const Image& image) {
     out.fill('0');
     const std::uint8_t* data = img->isValid() ? img->getData() : nullptr;
     if (!data || img->getSize(false, false, false) < width * height * bpp) return out;
-    for (std::size_t i = 0; i < width * height; ++i) {
-        out << " 0x";
-        for (std::size_t b = 0; b < bpp; ++b) {
-            out.width(2);
-            out << unsigned(data[i * bpp + b]);
+    const std::size_t pixels = width * height;
+    if (out.getloc() != std::locale::classic()) {
+        // A host's locale may group digits: the stream writes every byte.
+        for (std::size_t i = 0; i < pixels; ++i) {
+            out << " 0x";
+            for (std::size_t b = 0; b < bpp; ++b) {
+                out.width(2);
+                out << unsigned(data[i * bpp + b]);
+            }
+        }
+        return out;
+    }
+    // The characters the stream would write, formatted here: an image of 64 MiB is 180 MB of
+    // text, which byte by byte through the stream takes seconds.
+    const char* digits =
+        (out.flags() & std::ios::uppercase) ? "0123456789ABCDEF" : "0123456789abcdef";
+    std::string chunk;
+    chunk.reserve(kChunkBytes + 3 + 2 * bpp);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        chunk.append(" 0x", 3);
+        for (const std::uint8_t* byte = data + i * bpp; byte != data + (i + 1) * bpp; ++byte) {
+            chunk.push_back(digits[*byte >> 4]);
+            chunk.push_back(digits[*byte & 15]);
+        }
+        if (chunk.size() >= kChunkBytes) {
+            out.write(chunk.data(), std::streamsize(chunk.size()));
+            chunk.clear();
         }
     }
+    out.write(chunk.data(), std::streamsize(chunk.size()));
     return out;
 }
 

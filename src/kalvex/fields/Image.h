@@ -36,8 +36,9 @@ class Image {
 
     // Largest pixel block the text form may ask for (64 MiB: 4096 x 4096 RGBA), counted as
     // width x height x components with a size of 0 as 1 and an unknown component count as 1.
-    // Scene text that big would be some 700 MB, so anything larger is a corrupt or hostile
-    // header, and we must not allocate it just because a header says so.
+    // A deliberate deviation: the text form itself has no limit and set() would always answer
+    // true. But scene text that big would be some 700 MB, so anything larger is a corrupt or
+    // hostile header, and we must not allocate gigabytes just because a header says so.
     static constexpr unsigned long long kMaxTextBytes = 64ull << 20;
 
     // Pixel format of a component count in the text and binary forms: 1 luminance,

@@ -104,14 +104,14 @@ void SFImageCodec::setRaw(F& f, unsigned char* data, unsigned int size) {
 void MFImageCodec::setStr(F& f, const char* text) {
     f.clear();
     if (!text) return;
+    // Every image that Image::set read anything for is appended, also one whose header is cut
+    // short (it stays unset); only a failed read or one that consumed nothing ends the list.
     const char* pos = text;
     while (*pos) {
         Image image;
         image.createData();
         const char* rest = pos;
         if (!image.set(pos, &rest) || rest == pos) break;
-        // A trailing number or two that make no header are no image.
-        if (image.getData()->getWidth() == 0) break;
         f.addValue(image);
         pos = rest;
     }

@@ -291,20 +291,25 @@ void MFText<E, kStreaming>::getStr(const F& f, std::string& out) {
     const std::vector<E>& values = f.getValue();
     out.clear();
     if (values.empty()) return;
+    // The vector lists print the vector stream operator under fixed precision, so a host's C++
+    // locale shows in them as in every other list. They are the bulk of scene output: in the
+    // classic locale the same characters are written without a stream.
+    constexpr numtext::NumberForm form = kListForm<typename T::Scalar>;
     if constexpr (!kStreamed<E>) {
-        // Long vector lists are the bulk of scene output: the characters of the vector stream
-        // operator under fixed precision, written without a stream.
-        constexpr numtext::NumberForm form = kListForm<typename T::Scalar>;
-        out.reserve(values.size() * T::N * (form == numtext::NumberForm::Fixed6 ? 12 : 18));
-        for (size_t i = 0; i < values.size(); ++i) {
-            for (int c = 0; c < T::N; ++c) {
-                if (i || c) out.append(", ", 2);
-                numtext::appendNumber(out, values[i][c], form);
+        if (numtext::classicStreams()) {
+            out.reserve(values.size() * T::N * (form == numtext::NumberForm::Fixed6 ? 12 : 18));
+            for (size_t i = 0; i < values.size(); ++i) {
+                for (int c = 0; c < T::N; ++c) {
+                    if (i || c) out.append(", ", 2);
+                    numtext::appendNumber(out, values[i][c], form);
+                }
             }
+            return;
         }
-        return;
     }
     std::ostringstream os;
+    if constexpr (!kStreamed<E>)
+        os << std::fixed << std::setprecision(form == numtext::NumberForm::Fixed6 ? 6 : 12);
     // The matrices are one flat list; the others separate their elements with ", ".
     const char* between = kIsMatrix<E> ? " " : ", ";
     for (size_t i = 0; i < values.size(); ++i) {

@@ -41,8 +41,11 @@ class ColorBase {
         }
         return true;
     }
-    bool operator==(const Derived& other) const { return equals(other, ValueTypeT(Eps)); }
-    bool operator!=(const Derived& other) const { return !(*this == other); }
+    // A friend on two Derived operands: a member on the base would make C++20's reversed
+    // candidate an equally good match. `!=` is rewritten from it.
+    friend bool operator==(const Derived& a, const Derived& b) {
+        return a.equals(b, ValueTypeT(Eps));
+    }
 
     // Lexicographic, exact; for ordered containers.
     bool operator<(const Derived& other) const {

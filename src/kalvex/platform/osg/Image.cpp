@@ -1,7 +1,5 @@
 #include "kalvex/platform/osg/Image.h"
 
-#include "kalvex/object/Logging.h"
-
 #include <zlib.h>
 
 #include <algorithm>
@@ -10,6 +8,8 @@
 #include <cstring>
 #include <limits>
 #include <new>
+
+#include "kalvex/platform/osg/Log.h"
 
 namespace Kalvex::osg {
 
@@ -327,7 +327,7 @@ bool Image::set(std::uint32_t pixelFormat, std::int32_t width, std::int32_t heig
 
     std::uint64_t frame = 0, side = 0, total = 0;
     if (!next.computeSize(frame, side, total)) {
-        KFATAL(
+        KALVEX_OSG_FATAL(
             "Image::set: pixel block of %d x %d x %d, %d levels, %d frames, %d sides is too "
             "large\n",
             next._width, next._height, next._depth, next._mipmapCount, next._frameCount,
@@ -372,11 +372,11 @@ bool Image::createData(const std::uint8_t* data, bool allocMem) {
             std::fill(_pixel.begin(), _pixel.end(), 0);
         }
     } catch (const std::bad_alloc&) {
-        KFATAL("Image::createData : Couldn't allocate %zu bytes!\n", byteCount);
+        KALVEX_OSG_FATAL("Image::createData : Couldn't allocate %zu bytes!\n", byteCount);
         clearData();
         return false;
     } catch (const std::length_error&) {
-        KFATAL("Image::createData : Couldn't allocate %zu bytes!\n", byteCount);
+        KALVEX_OSG_FATAL("Image::createData : Couldn't allocate %zu bytes!\n", byteCount);
         clearData();
         return false;
     }
@@ -386,7 +386,7 @@ bool Image::createData(const std::uint8_t* data, bool allocMem) {
 
 bool Image::setData(const std::uint8_t* data) {
     if (!data) {
-        KWARNING("Image::setData(Null) call\n");
+        KALVEX_OSG_WARNING("Image::setData(Null) call\n");
         return false;
     }
     return createData(data, true);
@@ -545,7 +545,7 @@ std::uint64_t Image::storeSize() const {
 
 bool Image::store(const char* mimeType, std::vector<std::uint8_t>& out) const {
     if (!isStoreMimeType(mimeType)) {
-        KFATAL("Image::store: unsupported mime type %s\n", mimeType);
+        KALVEX_OSG_FATAL("Image::store: unsupported mime type %s\n", mimeType);
         return false;
     }
     std::vector<std::uint8_t> buf;
@@ -580,13 +580,13 @@ bool Image::store(const char* mimeType, std::vector<std::uint8_t>& out) const {
 
 std::uint64_t Image::store(const char* mimeType, std::uint8_t* mem, std::int64_t memSize) const {
     if (!mem) {
-        KFATAL("Image::store: no buffer\n");
+        KALVEX_OSG_FATAL("Image::store: no buffer\n");
         return 0;
     }
     std::uint64_t needed = storeSize();
     if (memSize >= 0 && static_cast<std::uint64_t>(memSize) < needed) {
-        KFATAL("Image::store: buffer of %lld bytes, %llu needed\n", static_cast<long long>(memSize),
-               static_cast<unsigned long long>(needed));
+        KALVEX_OSG_FATAL("Image::store: buffer of %lld bytes, %llu needed\n",
+                         static_cast<long long>(memSize), static_cast<unsigned long long>(needed));
         return 0;
     }
     std::vector<std::uint8_t> buf;
@@ -597,18 +597,18 @@ std::uint64_t Image::store(const char* mimeType, std::uint8_t* mem, std::int64_t
 
 std::uint64_t Image::restore(const std::uint8_t* mem, std::int64_t memSize) {
     if (!mem || memSize < 0) {
-        KFATAL("Image::restore: no buffer or unknown buffer size\n");
+        KALVEX_OSG_FATAL("Image::restore: no buffer or unknown buffer size\n");
         return 0;
     }
     if (static_cast<std::uint64_t>(memSize) < storeHeaderSize + storeCrcSize) {
-        KFATAL("Image::restore: buffer of %lld bytes is too short\n",
-               static_cast<long long>(memSize));
+        KALVEX_OSG_FATAL("Image::restore: buffer of %lld bytes is too short\n",
+                         static_cast<long long>(memSize));
         return 0;
     }
     const std::uint8_t* pos = mem;
     const std::uint8_t* end = mem + memSize;
     if (std::memcmp(pos, storeMagic, sizeof storeMagic) != 0) {
-        KFATAL("Image::restore: not a stored image\n");
+        KALVEX_OSG_FATAL("Image::restore: not a stored image\n");
         return 0;
     }
     pos += sizeof storeMagic;
@@ -621,11 +621,13 @@ std::uint64_t Image::restore(const std::uint8_t* mem, std::int64_t memSize) {
     getLE(pos, end, version);
     getLE(pos, end, reserved);
     if (version != storeVersion) {
-        KFATAL("Image::restore: unsupported version %u\n", static_cast<unsigned>(version));
+        KALVEX_OSG_FATAL("Image::restore: unsupported version %u\n",
+                         static_cast<unsigned>(version));
         return 0;
     }
     if (reserved != 0) {
-        KFATAL("Image::restore: unknown header flags 0x%x\n", static_cast<unsigned>(reserved));
+        KALVEX_OSG_FATAL("Image::restore: unknown header flags 0x%x\n",
+                         static_cast<unsigned>(reserved));
         return 0;
     }
     getLE(pos, end, pixelFormat);
@@ -641,8 +643,9 @@ std::uint64_t Image::restore(const std::uint8_t* mem, std::int64_t memSize) {
     getLE(pos, end, pixelBytes);
     // Sizes of 0 only come from a default image, which has no pixels; counts are at least 1.
     if (width < 0 || height < 0 || depth < 0 || mipmaps < 1 || frames < 1 || sides < 1) {
-        KFATAL("Image::restore: invalid geometry %d x %d x %d, %d levels, %d frames, %d sides\n",
-               width, height, depth, mipmaps, frames, sides);
+        KALVEX_OSG_FATAL(
+            "Image::restore: invalid geometry %d x %d x %d, %d levels, %d frames, %d sides\n",
+            width, height, depth, mipmaps, frames, sides);
         return 0;
     }
 
@@ -660,38 +663,38 @@ std::uint64_t Image::restore(const std::uint8_t* mem, std::int64_t memSize) {
     std::uint64_t frameSize = 0, sideSize = 0, total = 0;
     // An image without a pixel block stores a count of 0.
     if (!next.computeSize(frameSize, sideSize, total) || (pixelBytes != 0 && total != pixelBytes)) {
-        KFATAL("Image::restore: pixel byte count %llu does not match the geometry\n",
-               static_cast<unsigned long long>(pixelBytes));
+        KALVEX_OSG_FATAL("Image::restore: pixel byte count %llu does not match the geometry\n",
+                         static_cast<unsigned long long>(pixelBytes));
         return 0;
     }
 
     if (fieldCount > static_cast<std::size_t>(end - pos) / minFieldRecord) {
-        KFATAL("Image::restore: truncated attachment fields\n");
+        KALVEX_OSG_FATAL("Image::restore: truncated attachment fields\n");
         return 0;
     }
     for (std::uint32_t i = 0; i < fieldCount; ++i) {
         std::uint8_t typeCode = 0;
         std::string name;
         if (!getLE(pos, end, typeCode) || !getString(pos, end, name)) {
-            KFATAL("Image::restore: truncated attachment fields\n");
+            KALVEX_OSG_FATAL("Image::restore: truncated attachment fields\n");
             return 0;
         }
         std::unique_ptr<DynField> field = makeDynField(typeCode);
         if (!field) {
-            KFATAL("Image::restore: unknown attachment field type %u\n",
-                   static_cast<unsigned>(typeCode));
+            KALVEX_OSG_FATAL("Image::restore: unknown attachment field type %u\n",
+                             static_cast<unsigned>(typeCode));
             return 0;
         }
         if (!field->readValue(pos, end) ||
             !next.editGenericAtt().addField(name, std::move(field))) {
-            KFATAL("Image::restore: damaged attachment field %s\n", name.c_str());
+            KALVEX_OSG_FATAL("Image::restore: damaged attachment field %s\n", name.c_str());
             return 0;
         }
     }
 
     if (static_cast<std::uint64_t>(end - pos) < storeCrcSize ||
         static_cast<std::uint64_t>(end - pos) - storeCrcSize < pixelBytes) {
-        KFATAL("Image::restore: truncated pixel data\n");
+        KALVEX_OSG_FATAL("Image::restore: truncated pixel data\n");
         return 0;
     }
     const std::uint8_t* pixels = pos;
@@ -700,7 +703,7 @@ std::uint64_t Image::restore(const std::uint8_t* mem, std::int64_t memSize) {
     getLE(pos, end, crc);
     std::size_t used = static_cast<std::size_t>(pos - mem);
     if (crc != crcOf(mem, used - storeCrcSize)) {
-        KFATAL("Image::restore: checksum mismatch\n");
+        KALVEX_OSG_FATAL("Image::restore: checksum mismatch\n");
         return 0;
     }
 
@@ -708,8 +711,8 @@ std::uint64_t Image::restore(const std::uint8_t* mem, std::int64_t memSize) {
         try {
             next._pixel.assign(pixels, pixels + pixelBytes);
         } catch (const std::bad_alloc&) {
-            KFATAL("Image::restore: Couldn't allocate %llu bytes!\n",
-                   static_cast<unsigned long long>(pixelBytes));
+            KALVEX_OSG_FATAL("Image::restore: Couldn't allocate %llu bytes!\n",
+                             static_cast<unsigned long long>(pixelBytes));
             return 0;
         }
     }

@@ -2,8 +2,8 @@
 // Process-wide log with levels, output types, a header and a module filter.
 //
 // One message is written under _pLogLock from header to end, so messages of different threads
-// never interleave. Callers test the level before anything else (see kalvex/object/Logging.h), so
-// a message below the current level costs one comparison.
+// never interleave. Callers test the level before anything else, so a message below the current
+// level costs one comparison.
 
 #include <cstdarg>
 #include <fstream>
@@ -107,4 +107,19 @@ std::ostream& osgStartLog(bool checkLevel, LogLevel level, const char* module, c
                           int line, const char* function);
 void osgEndLog();
 
+// Module name of the stand-ins' own messages. The platform layer logs through this file only:
+// it stands below the library and reaches nothing above it.
+inline constexpr const char* PlatformLogModule = "osg";
+
 }  // namespace Kalvex::osg
+
+// The call form of the stand-ins' messages, level test first.
+#define KALVEX_OSG_LOG_AT(level, ...)                                                            \
+    do {                                                                                         \
+        ::Kalvex::osg::Log& kalvexOsgLog_ = ::Kalvex::osg::osgLog();                             \
+        if (kalvexOsgLog_.getLogLevel() >= (level))                                              \
+            kalvexOsgLog_.message((level), ::Kalvex::osg::PlatformLogModule, __FILE__, __LINE__, \
+                                  __PRETTY_FUNCTION__, __VA_ARGS__);                             \
+    } while (0)
+#define KALVEX_OSG_FATAL(...) KALVEX_OSG_LOG_AT(::Kalvex::osg::LOG_FATAL, __VA_ARGS__)
+#define KALVEX_OSG_WARNING(...) KALVEX_OSG_LOG_AT(::Kalvex::osg::LOG_WARNING, __VA_ARGS__)

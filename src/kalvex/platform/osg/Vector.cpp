@@ -4,13 +4,10 @@
 
 namespace Kalvex::osg {
 
-// One copy of every vector type in the library; the header declares them extern.
-template class Vector<float, 2>;
-template class Vector<float, 3>;
-template class Vector<float, 4>;
-template class Vector<double, 2>;
-template class Vector<double, 3>;
-template class Vector<double, 4>;
+// The vectors are header-only: every member is small and inline. No explicit instantiation
+// here, since one would also instantiate the members whose constraints the size does not meet
+// (cross for 2 and 4 components, z() and w() for short vectors) on compilers that ignore the
+// constraint there.
 
 static_assert(sizeof(Vec2f) == 2 * sizeof(float) && sizeof(Vec3f) == 3 * sizeof(float) &&
                   sizeof(Vec4f) == 4 * sizeof(float),

@@ -1,0 +1,22 @@
+# Runs as a script: cmake -DSOURCE_DIR=... -P Layering.cmake
+# The platform stand-ins stand below the library: a unit under src/kalvex/platform may include
+# other platform headers and outside libraries, never a header of the library itself.
+file(GLOB_RECURSE units ${SOURCE_DIR}/src/kalvex/platform/*.h ${SOURCE_DIR}/src/kalvex/platform/*.cpp)
+if(NOT units)
+  message(FATAL_ERROR "no platform units under ${SOURCE_DIR}/src/kalvex/platform")
+endif()
+set(offenders "")
+foreach(unit IN LISTS units)
+  file(STRINGS ${unit} includes REGEX "^[ \t]*#[ \t]*include[ \t]*[\"<]kalvex/")
+  foreach(line IN LISTS includes)
+    if(NOT line MATCHES "[\"<]kalvex/platform/")
+      file(RELATIVE_PATH rel ${SOURCE_DIR} ${unit})
+      string(APPEND offenders "\n  ${rel}: ${line}")
+    endif()
+  endforeach()
+endforeach()
+if(offenders)
+  message(FATAL_ERROR "the platform layer includes the library:${offenders}")
+endif()
+list(LENGTH units count)
+message(STATUS "${count} platform units include only the platform layer")
