@@ -56,8 +56,10 @@ file(WRITE ${WORK_DIR}/plain/main.cpp [=[
 int main(int argc, char** argv) {
     Kalvex::System& sys = Kalvex::System::the();
     sys.init(argc, argv, 0);
-    Kalvex::NodeType type("Plain", nullptr, 0);
-    Kalvex::SmartPtr<Kalvex::Node> node = new Kalvex::Node(type, "plain");
+    Kalvex::SmartPtr<Kalvex::NodeNameSpace> scope =
+        new Kalvex::NodeNameSpace("plain", nullptr, false);
+    Kalvex::SmartPtr<Kalvex::Node> node =
+        Kalvex::Node::_type.createNode(scope.get(), "plain", Kalvex::CreatorSystem);
     Kalvex::Field* field = Kalvex::FieldType::create(Kalvex::FieldType::dataType("MFVec3f"), *node);
     field->setValueByStr("1 2 3");
     std::string text;
@@ -65,6 +67,7 @@ int main(int argc, char** argv) {
     std::printf("%s|%g\n", field->getStrValue(text).c_str(), double(v.length()));
     delete field;
     node = nullptr;
+    scope = nullptr;
     sys.exit();
     return 0;
 }
