@@ -21,6 +21,7 @@
 #include "kalvex/nodes/NodeType.h"
 #include "kalvex/platform/osg/Image.h"
 #include "kalvex/platform/osg/Log.h"
+#include "kalvex/scopes/NodeNameSpace.h"
 
 namespace KalvexFuzz {
 
@@ -36,9 +37,10 @@ using Kalvex::NodePartDataType;
 }
 
 inline Kalvex::Node& owner() {
-    static Kalvex::NodeType type("FuzzType", nullptr, 0);
     static Kalvex::Node* node = [] {
-        auto* n = new Kalvex::Node(type, "fuzz");
+        auto* scope = new Kalvex::NodeNameSpace("fuzz", nullptr, false);
+        scope->addRef();
+        Kalvex::Node* n = Kalvex::Node::_type.createNode(scope, "fuzz", Kalvex::CreatorSystem);
         n->addRef();
         return n;
     }();
