@@ -21,14 +21,13 @@ bool NodePart::isNodeTypePart() const {
     return _desc && _node->getType().findPartDesc(_desc->ID) == _desc;
 }
 
-Field::Field(Node& node)
-    : NodePart(node), _listeners(nullptr), _inSlot(nullptr), _outSlot(nullptr) {}
-
-Field::~Field() {
-    if (!_listeners && !_inSlot && !_outSlot) return;  // the usual field: nothing was made
+void Field::releaseParts() {
     delete _listeners;
     delete _inSlot;
     delete _outSlot;
+    _listeners = nullptr;
+    _inSlot = nullptr;
+    _outSlot = nullptr;
 }
 
 const char* Field::findName() const {
@@ -204,10 +203,6 @@ void Field::processValueChange(const TimeStamp& time, CallerType caller) {
         default:
             break;
     }
-}
-
-void Field::setDefaultValue(const TimeStamp&) {
-    if (_desc && !_desc->defaultValue.empty()) applyDefaultValue(*_desc);
 }
 
 void Field::applyDefaultValue(const NodePartDesc& desc) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "kalvex/fields/NodePart.h"
+#include "kalvex/nodes/NodePartDesc.h"
 #include "kalvex/object/TimeStamp.h"
 
 namespace Kalvex {
@@ -27,8 +28,13 @@ class Field : public NodePart {
     };
     using ListenerList = std::list<Listener*>;
 
-    explicit Field(Node& node);
-    ~Field() override;
+    // Inline, so that making the fields of a node costs no calls: most fields never get
+    // listeners or slots.
+    explicit Field(Node& node)
+        : NodePart(node), _listeners(nullptr), _inSlot(nullptr), _outSlot(nullptr) {}
+    ~Field() override {
+        if (_listeners || _inSlot || _outSlot) releaseParts();
+    }
 
     const char* findName() const override;
     NodePartType type() const override;
@@ -85,13 +91,17 @@ class Field : public NodePart {
 
     // Sets the row's default text. The text is parsed once per row and field class and copied
     // after that, so a malformed default is reported by the first field only.
-    void setDefaultValue(const TimeStamp& time);
+    void setDefaultValue(const TimeStamp&) {
+        if (_desc && !_desc->defaultValue.empty()) applyDefaultValue(*_desc);
+    }
     bool valueIsDefault();
     void dump(bool withNode) const;
 
     static const char* _typeName;
 
   protected:
+    // Deletes the listener list (not the listeners) and the slots, which disconnects routes.
+    void releaseParts();
     // Gives the field the value of the row's non-empty default text.
     virtual void applyDefaultValue(const NodePartDesc& desc);
 

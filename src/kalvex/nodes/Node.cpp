@@ -601,7 +601,7 @@ EventOutSlot* Node::findEventOutSlot(unsigned int id, bool create, bool force) c
     return field->outSlot();
 }
 
-bool Node::regField(Field& field, NodeType& type, unsigned int id, bool setDefault) {
+bool Node::regLinkOrBadField(Field& field, NodeType& type, unsigned int id) {
     NodePartDesc* desc = type.findPartDesc(id);
     if (!desc || id >= _fieldVec.size()) {
         KFATAL("Cannot reg part %d; invalid Part ID\n", id);
@@ -616,11 +616,7 @@ bool Node::regField(Field& field, NodeType& type, unsigned int id, bool setDefau
             static_cast<SFNode&>(field).link().setField(&field);
         return true;
     }
-    if (desc->dataType == MFNodeType) {
-        if (field.dataType() != MFNodeType) KFATAL("MNODED Field nodeType init failed !\n");
-        return true;
-    }
-    if (setDefault && !desc->defaultValue.empty()) field.setDefaultValue(0.0);
+    if (field.dataType() != MFNodeType) KFATAL("MNODED Field nodeType init failed !\n");
     return true;
 }
 

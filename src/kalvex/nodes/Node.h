@@ -151,7 +151,17 @@ class Node : public AttachmentBag {
     EventOutSlot* findEventOutSlot(const std::string& name, bool create) const;
     EventInSlot* findEventInSlot(unsigned int id, bool create, bool force) const;
     EventOutSlot* findEventOutSlot(unsigned int id, bool create, bool force) const;
-    bool regField(Field& field, NodeType& type, unsigned int id, bool setDefault);
+    // Binds field to the row id of type and stores it in that slot; a value field takes the
+    // row's default when setDefault. Inline for value fields, which every node has many of.
+    bool regField(Field& field, NodeType& type, unsigned int id, bool setDefault) {
+        NodePartDesc* desc = type.findPartDesc(id);
+        if (!desc || id >= _fieldVec.size() || desc->isNodeReference())
+            return regLinkOrBadField(field, type, id);
+        field.setDesc(desc);
+        _fieldVec[id] = &field;
+        if (setDefault && !desc->defaultValue.empty()) field.setDefaultValue(0.0);
+        return true;
+    }
     bool unregField(unsigned int id);
     Field* addDynamicField(NodePartType partType, NodePartDataType dataType, const char* name,
                            const char* group, const char* defaultValue, const char* valueType,
@@ -233,6 +243,8 @@ class Node : public AttachmentBag {
     bool isLinkField(const Field* field) const;
     // Candidate fields for children: SFNode and MFNode of field or exposedField parts.
     bool isChildField(const Field* field) const;
+    // regField for a link row or a row that does not exist.
+    bool regLinkOrBadField(Field& field, NodeType& type, unsigned int id);
     // Drops the scope without telling it, when the scope dies first.
     void forgetNameSpace() {
         _nameSpace = nullptr;
