@@ -41,13 +41,8 @@ bool MFNodeCodec::setField(F& f, const Field& other, ConvertParam*) {
             if (target) self.addChild(target.get());
             return false;
         }
-        case XFAnyType:
-        case SFAnyType:
-        case MFAnyType:
-            return true;
         default:
-            KWARNING("%s to %s not implementet\n", other.dataTypeName(), f.dataTypeName());
-            return false;
+            return fromOtherField(f, other);
     }
 }
 

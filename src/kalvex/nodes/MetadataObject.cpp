@@ -41,15 +41,7 @@ MetadataObject::MetadataObject(NodeType& type, NodeNameSpace& nameSpace, const c
 }
 
 void MetadataObject::fieldChanged(Field& field, const TimeStamp& time, Field* source) {
-    const NodePartMask& mask = field.partMask();
-    if (_isChangingMask.test(mask)) {
-        KINFO("Field %s/%s.%s is already changing; break loop\n", typeName(), getName().c_str(),
-              field.findName());
-        return;
-    }
-    _isChangingMask |= mask;
-    _proc->fieldChanged(*this, field, time, source);
-    _isChangingMask &= ~mask;
+    guardedFieldChanged(field, time, source);
 }
 
 MetadataObjectProc* MetadataObject::getMetadataObjectProc() const {

@@ -381,10 +381,14 @@ void Node::shutdown() const {
 
 void Node::fieldChanged(Field& field, const TimeStamp& time, Field* source) {
     const NodePartMask& mask = field.partMask();
-    if (mask.isZero()) {
+    if (mask.isZero())
         _proc->fieldChanged(*this, field, time, source);
-        return;
-    }
+    else
+        guardedFieldChanged(field, time, source);
+}
+
+void Node::guardedFieldChanged(Field& field, const TimeStamp& time, Field* source) {
+    const NodePartMask& mask = field.partMask();
     if (_isChangingMask.test(mask)) {
         KINFO("Field %s/%s.%s is already changing; break loop\n", typeName(), getName().c_str(),
               field.findName());

@@ -243,6 +243,9 @@ class Node : public AttachmentBag {
     bool isLinkField(const Field* field) const;
     // Candidate fields for children: SFNode and MFNode of field or exposedField parts.
     bool isChildField(const Field* field) const;
+    // The behaviour's fieldChanged under the loop guard: the field's bit is set while it runs, and
+    // a field already changing is reported and stops here.
+    void guardedFieldChanged(Field& field, const TimeStamp& time, Field* source);
     // regField for a link row or a row that does not exist.
     bool regLinkOrBadField(Field& field, NodeType& type, unsigned int id);
     // Drops the scope without telling it, when the scope dies first.

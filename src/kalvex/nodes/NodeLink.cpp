@@ -38,6 +38,18 @@ void logLinkChange(const Node& parent, const Node& child, const Field& field, co
 
 }  // namespace
 
+bool fromOtherField(const Field& self, const Field& other) {
+    switch (other.dataType()) {
+        case XFAnyType:
+        case SFAnyType:
+        case MFAnyType:
+            return true;
+        default:
+            KWARNING("%s to %s not implementet\n", other.dataTypeName(), self.dataTypeName());
+            return false;
+    }
+}
+
 Subject* NodeLink::newLinkSubject() {
     return lazySubject(newLink, "newNodeLink");
 }

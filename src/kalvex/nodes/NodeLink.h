@@ -55,6 +55,10 @@ class NodeLink : public BaseObject {
     Field* _field;
 };
 
+// What a node field does with a value field as source: a wildcard is taken as it is (true,
+// nothing stored); anything else is refused with a warning.
+bool fromOtherField(const Field& self, const Field& other);
+
 // The interface of a field that holds links: SFNode and MFNode.
 class NodeTypeLink {
   public:

@@ -40,13 +40,8 @@ bool SFNodeCodec::setField(F& f, const Field& other, ConvertParam*) {
             f.editValue() = links.front();
             return true;
         }
-        case XFAnyType:
-        case SFAnyType:
-        case MFAnyType:
-            return true;
         default:
-            KWARNING("%s to %s not implementet\n", other.dataTypeName(), f.dataTypeName());
-            return false;
+            return fromOtherField(f, other);
     }
 }
 
