@@ -68,7 +68,7 @@ class NodeTypes : public ::testing::Test {
 
 TEST_F(NodeTypes, InitTypeAppendsLocalRowsToTheInheritedTableAndWrapsMasksAt64) {
     std::vector<NodePartDesc> many;
-    for (int i = 0; i < 70; ++i) many.push_back(part(PartField, ("p" + std::to_string(i)).c_str()));
+    for (int i = 0; i < 70; ++i) many.push_back(part(PartField, ('p' + std::to_string(i)).c_str()));
     NodeType* lower = define({.name = "Lower", .parent = "Upper"}, std::move(many));
     NodeType* upper = define({.name = "Upper", .parent = "Transform"});
     const auto& inherited = Transform::_type.descVec();

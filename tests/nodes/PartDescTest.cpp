@@ -170,7 +170,7 @@ TEST_F(PartDesc, RandomSelectionKeepsThe32BitProduct) {
     // 64 bits would choose element rand() / 2^15 instead.
     const unsigned n = 1u << 16;
     std::string text;
-    for (unsigned i = 0; i < n; ++i) text += "e" + std::to_string(i) + ",";
+    for (unsigned i = 0; i < n; ++i) (text += 'e').append(std::to_string(i)) += ',';
     NodePartDesc desc = bound(MFStringType, text.c_str());
     ASSERT_EQ(desc.valueList.size(), n);
     unsigned hit = 0, misses = 0;  // the first wraps seed and twenty ordinary ones

@@ -118,7 +118,8 @@ TEST_F(Scopes, FindNodeFormsAndUsingScopes) {
     // A scope that dies leaves no using entry behind.
     SmartPtr<NodeNameSpace> brief(new NodeNameSpace("brief", nullptr, false));
     top->addUsingNameSpace(*brief);
-    EXPECT_EQ(NodeNameSpace::findNode(top, "w"), make("w", brief.get()));
+    Node* w = make("w", brief.get());
+    EXPECT_EQ(NodeNameSpace::findNode(top, "w"), w);
     LogCapture quiet;
     held.pop_back();
     brief = nullptr;
