@@ -62,7 +62,10 @@ class NodeNameSpace : public AttachmentBag {
     // The context set on this very scope, as the context of its root does.
     Context* ownContext() const { return _context; }
     void setContext(Context* context) { _context = context; }
-    // The type registry, made on first use as a child of the root's type registry.
+    // The type registry, made on first use as a child of the root's type registry. A scope
+    // without a root gets a root registry of its own, which knows no other types: such a scope
+    // is given a registry with setNodeTypeNameSpace (the base registry, say) before types are
+    // looked up in it.
     NodeTypeNameSpace* nodeTypeNameSpace();
     void setNodeTypeNameSpace(NodeTypeNameSpace* registry);
     bool autoName() const { return _autoName; }
