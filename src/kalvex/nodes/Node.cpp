@@ -13,6 +13,7 @@
 #include "kalvex/nodes/NodeProc.h"
 #include "kalvex/nodes/NodeTypeNameSpace.h"
 #include "kalvex/object/Logging.h"
+#include "kalvex/object/SpinLock.h"
 #include "kalvex/object/StringUtil.h"
 #include "kalvex/object/Subject.h"
 #include "kalvex/runtime/Context.h"
@@ -128,7 +129,7 @@ class NodeIdSet {
 // Live nodes by id, and the node subjects. The holder is never freed, so that nodes may die
 // during static destruction; the id set is made on first use.
 struct NodeStatics {
-    std::mutex idMutex;
+    SpinLock idMutex;
     NodeIdSet* idMap = nullptr;
     std::mutex subjectMutex;
 };
@@ -291,12 +292,12 @@ Subject* Node::deleteObjectSubject() {
 
 Node::Node(NodeType& type, NodeNameSpace& nameSpace, const char* name) : _nodeType(&type) {
     _fieldVec.assign(type.descCount(), nullptr);
-    regField(*_logFeature, type, 0, true);
-    regField(*_metadata, type, 1, true);
+    regField(_logFeature, type, 0, true);
+    regField(_metadata, type, 1, true);
     type.changeObjCounter(1);
     if (_regID) {
         NodeStatics& s = statics();
-        std::lock_guard<std::mutex> lock(s.idMutex);
+        std::lock_guard<SpinLock> lock(s.idMutex);
         if (!s.idMap) s.idMap = new NodeIdSet;
         s.idMap->insert(this);
     }
@@ -348,7 +349,7 @@ Node::~Node() {
     _idStr = nullptr;
     {
         NodeStatics& s = statics();
-        std::lock_guard<std::mutex> lock(s.idMutex);
+        std::lock_guard<SpinLock> lock(s.idMutex);
         if (s.idMap) s.idMap->erase(this);
     }
     // Instances of prototypes count on the instance type; that comes with prototype types.
@@ -463,7 +464,7 @@ Context* Node::context() const {
 
 Node* Node::findNode(uint64_t id) {
     NodeStatics& s = statics();
-    std::lock_guard<std::mutex> lock(s.idMutex);
+    std::lock_guard<SpinLock> lock(s.idMutex);
     return s.idMap ? s.idMap->lookUp(id) : nullptr;
 }
 
@@ -473,20 +474,20 @@ bool Node::findNode(Node* node) {
 
 unsigned int Node::idMapSize() {
     NodeStatics& s = statics();
-    std::lock_guard<std::mutex> lock(s.idMutex);
+    std::lock_guard<SpinLock> lock(s.idMutex);
     return s.idMap ? unsigned(s.idMap->size()) : 0;
 }
 
 bool Node::hasIDMap() {
     NodeStatics& s = statics();
-    std::lock_guard<std::mutex> lock(s.idMutex);
+    std::lock_guard<SpinLock> lock(s.idMutex);
     return s.idMap != nullptr;
 }
 
 void Node::fillNodeVec(std::vector<Node*>& out, NodeType* type, bool namedOnly) {
     out.clear();
     NodeStatics& s = statics();
-    std::lock_guard<std::mutex> lock(s.idMutex);
+    std::lock_guard<SpinLock> lock(s.idMutex);
     if (!s.idMap) return;
     for (Node* node : s.idMap->sorted()) {
         if (type && !node->getType().isA(*type)) continue;

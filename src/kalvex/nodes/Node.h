@@ -38,6 +38,55 @@ class Subject;
 // without one.
 class Node : public AttachmentBag {
   public:
+    // The field slots of a node, one per part. The first slots live in the node itself, so
+    // that most nodes need no allocation for them; more parts move them to the heap.
+    class FieldVec {
+      public:
+        FieldVec() = default;
+        FieldVec(const FieldVec&) = delete;
+        FieldVec& operator=(const FieldVec&) = delete;
+        ~FieldVec() {
+            if (_data != _inline) delete[] _data;
+        }
+
+        size_t size() const { return _size; }
+        bool empty() const { return _size == 0; }
+        Field*& operator[](size_t i) { return _data[i]; }
+        Field* operator[](size_t i) const { return _data[i]; }
+        Field** begin() { return _data; }
+        Field** end() { return _data + _size; }
+        Field* const* begin() const { return _data; }
+        Field* const* end() const { return _data + _size; }
+        Field*& back() { return _data[_size - 1]; }
+
+        void assign(size_t n, Field* value) {
+            reserve(n);
+            for (size_t i = 0; i < n; ++i) _data[i] = value;
+            _size = uint32_t(n);
+        }
+        void push_back(Field* field) {
+            if (_size == _capacity) reserve(_capacity * 2);
+            _data[_size++] = field;
+        }
+        void pop_back() { --_size; }
+
+      private:
+        static constexpr size_t kInline = 8;
+        void reserve(size_t n) {
+            if (n <= _capacity) return;
+            Field** grown = new Field*[n];
+            for (size_t i = 0; i < _size; ++i) grown[i] = _data[i];
+            if (_data != _inline) delete[] _data;
+            _data = grown;
+            _capacity = uint32_t(n);
+        }
+
+        Field* _inline[kInline];
+        Field** _data = _inline;
+        uint32_t _size = 0;
+        uint32_t _capacity = kInline;
+    };
+
     // Bits of _changeFlags.
     enum ChangeFlag : uint32_t {
         DescendantChanged = 0x1,  // a field of a descendant changed
@@ -119,8 +168,9 @@ class Node : public AttachmentBag {
     bool changedFlag() const { return (_changeFlags & FieldChanged) != 0; }
     bool logFeature(unsigned int feature) const { return _logFeatureMask.testBit(feature); }
     const BitVector<unsigned long>& getLogFeatureMask() const { return _logFeatureMask; }
-    MFString& logFeatureField() const { return *_logFeature; }
-    SFNode& metadataField() const { return *_metadata; }
+    MFString& logFeatureField() { return _logFeature; }
+    const MFString& logFeatureField() const { return _logFeature; }
+    SFNode& metadataField() { return _metadata; }
 
     // The first non-prototype node behind this one; null for an empty prototype body.
     Node* native();
@@ -136,7 +186,7 @@ class Node : public AttachmentBag {
     static void fillNodeVec(std::vector<Node*>& out, NodeType* type, bool namedOnly);
 
     // Parts.
-    const std::vector<Field*>& fieldVec() const { return _fieldVec; }
+    const FieldVec& fieldVec() const { return _fieldVec; }
     unsigned int fieldCount() const { return unsigned(_fieldVec.size()); }
     Field* getField(unsigned int id) const {
         return id < _fieldVec.size() ? _fieldVec[id] : nullptr;
@@ -264,14 +314,12 @@ class Node : public AttachmentBag {
     mutable std::string* _idStr = nullptr;
     NodeNameSpace* _nameSpace = nullptr;
     std::vector<NodeLink*> _nodeLinkBag;
-    std::vector<Field*> _fieldVec;
+    FieldVec _fieldVec;
     NodeCreator _creator = CreatorUnknown;
     NodeState _state = Creation;
     // The two base parts live in the node: every node has them, and they cost no allocation.
-    MFString _logFeatureField{*this};
-    SFNode _metadataField{*this};
-    MFString* _logFeature = &_logFeatureField;
-    SFNode* _metadata = &_metadataField;
+    MFString _logFeature{*this};
+    SFNode _metadata{*this};
 };
 
 }  // namespace Kalvex

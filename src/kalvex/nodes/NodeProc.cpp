@@ -158,7 +158,7 @@ bool NodeProc::removeNodePart(unsigned int id) {
     if (!_partDescMap) return false;
     auto it = _partDescMap->find(id);
     if (it == _partDescMap->end()) return false;
-    std::vector<Field*>& fields = _node._fieldVec;
+    Node::FieldVec& fields = _node._fieldVec;
     if (Field* field = _node.getField(id)) {
         fieldRemoved(*field);
         delete field;
