@@ -91,8 +91,7 @@ TEST_F(Nodes, DynamicPartsAppendRenumberAndAnswerLookups) {
         EXPECT_EQ(log.count("FATAL\tKalvex\tInvalid name or dataType, can not add Node Part\n"), 2);
     }
     // The first dynamic part goes: the later ones move down with their rows and masks.
-    EXPECT_FALSE(n->removeDynamicField(2));  // a part of the type
-    EXPECT_FALSE(n->removeDynamicField(base + 5));
+    EXPECT_FALSE(n->removeDynamicField(2) || n->removeDynamicField(base + 5));  // of the type, none
     EXPECT_TRUE(n->removeDynamicField(base));
     EXPECT_EQ(take(), "n:fieldRemoved(gain)@Setup");
     EXPECT_EQ(n->fieldCount(), base + 2);
@@ -104,8 +103,7 @@ TEST_F(Nodes, DynamicPartsAppendRenumberAndAnswerLookups) {
     // A row of another type, copied.
     Field* size = n->addDynamicField(Box::_desc[0], nullptr);
     ASSERT_TRUE(size);
-    EXPECT_EQ(size->getDesc()->ID, base + 2);
-    EXPECT_EQ(n->findField("size", 0), size);
+    EXPECT_TRUE(size->getDesc()->ID == base + 2 && n->findField("size", 0) == size);
     EXPECT_EQ(size->strValue(), "2 2 2");
     EXPECT_EQ(n->findField("viaProc", 0), n->getField(0));  // the behaviour answers last
 }
@@ -150,8 +148,7 @@ TEST_F(Nodes, DictionariesAndTheLogFeatureMask) {
                                0),
               0u);
 
-    // The mask of a node only grows; listeners hear of real changes only. A change that arrives
-    // while the same field is changing is cut off before the behaviour.
+    // The mask of a node only grows; listeners hear of real changes only.
     Watcher changed(Node::logFeatureChangedSubject());
     list.editValue() = {"state", "child"};
     n->setState(0.0, Realize);  // initialize reads the field
@@ -162,7 +159,7 @@ TEST_F(Nodes, DictionariesAndTheLogFeatureMask) {
     const std::pair<std::list<std::string>, unsigned long> steps[] = {
         {{"fieldValueChanged"}, 0x16},
         {{"none", "-guiView"}, 0x17},  // none sets bit 0; a negative word sets nothing
-        {{"state"}, 0x17}};
+        {{"state"}, 0x17}, {{"everything"}, ~0ul}};
     // clang-format on
     for (const auto& [words, expected] : steps) {
         const unsigned long before = mask();
@@ -171,18 +168,6 @@ TEST_F(Nodes, DictionariesAndTheLogFeatureMask) {
         EXPECT_EQ(mask(), expected) << words.front();
         EXPECT_EQ(take(), expected != before ? "logFeatureChanged:n@0" : "") << words.front();
     }
-    list.editValue() = {"everything"};
-    n->_isChangingMask = Node::logFeatureMask;
-    log.clear();
-    n->fieldChanged(list, 0.0, nullptr);
-    EXPECT_EQ(log.text(),
-              "INFO\tKalvex\tField Group/n.logFeature is already changing; break loop\n");
-    EXPECT_EQ(mask(), 0x17ul);
-    n->_isChangingMask = NodePartMask(0);
-    n->fieldChanged(list, 0.0, nullptr);
-    EXPECT_EQ(mask(), ~0ul);
-    EXPECT_TRUE(n->_isChangingMask.isZero());
-    EXPECT_EQ(take(), "logFeatureChanged:n@0");
 }
 
 TEST_F(Nodes, AddChildTakesTheNearestOrTheFirstFittingField) {
@@ -205,15 +190,13 @@ TEST_F(Nodes, AddChildTakesTheNearestOrTheFirstFittingField) {
         LogCapture log(osg::LOG_WARNING);
         NodeLink* link = host->addChild(c.child, c.field, Node::TransferNone, c.mode);
         EXPECT_EQ(link ? link->field() : nullptr, c.index < 0 ? nullptr : host->getField(c.index));
-        std::string message;
-        if (c.index < 0)
-            message = "FATAL\tKalvex\tnode type Probe doesn't have _any_ field with the type " +
-                      std::string(c.child->typeName()) + "\n";
-        else if (c.remap)
-            message =
-                "WARNING\tKalvex\tRemap bestMatch Field in addChild(): " + std::string(c.remap) +
-                "\n";
-        EXPECT_EQ(log.text(), message);
+        const std::string type = c.child->typeName(), remap = c.remap ? c.remap : "";
+        EXPECT_EQ(
+            log.text(),
+            c.index < 0 ? "FATAL\tKalvex\tnode type Probe doesn't have _any_ field with the type " +
+                              type + "\n"
+            : c.remap ? "WARNING\tKalvex\tRemap bestMatch Field in addChild(): " + remap + "\n"
+                      : "");
     }
     EXPECT_EQ(host->addChild(nullptr, nullptr, Node::TransferNone, best), nullptr);
     // First fit onto a filled single field replaces its node.
@@ -267,11 +250,11 @@ TEST_F(Nodes, ChildrenAreCountedFoundAndRemoved) {
     EXPECT_EQ(host->childCount(), 4u);
     EXPECT_EQ(host->findChildLink(a), &host->kids.editValue().back());
     EXPECT_EQ(host->findChildLink(box), &host->geometry.link());
-    const std::pair<Node*, Field*> removals[] = {{a, &host->kids},
-                                                 {a, nullptr},
-                                                 {box, &host->geometry},
-                                                 {b, &host->kids},
-                                                 {b, nullptr}};  // b is in feed only now
+    // clang-format off
+    const std::pair<Node*, Field*> removals[] = {
+        {a, &host->kids}, {a, nullptr}, {box, &host->geometry}, {b, &host->kids},
+        {b, nullptr}};  // b is in feed only now
+    // clang-format on
     for (const auto& [child, field] : removals) EXPECT_EQ(host->removeChild(child), field);
     EXPECT_EQ(host->childCount(), 0u);
     EXPECT_EQ(host->findChildLink(b), &host->feed.editValue().front());
@@ -328,8 +311,7 @@ TEST_F(Nodes, ReplaceRenameCloneAndEquality) {
     SmartPtr<NodeNameSpace> other(new NodeNameSpace("other", nullptr, false));
     SmartPtr<Node> copy(m->clone(other.get(), "copy"));
     ASSERT_TRUE(copy);
-    EXPECT_EQ(copy->getNameSpace(), other.get());
-    EXPECT_EQ(copy->creator(), CreatorSystem);
+    EXPECT_TRUE(copy->getNameSpace() == other.get() && copy->creator() == CreatorSystem);
     EXPECT_TRUE(copy->equalFieldValues(*m));
     EXPECT_TRUE(copy->changedFlag());
     SmartPtr<Node> groupCopy(parents[0]->clone(other.get(), nullptr));
@@ -358,10 +340,8 @@ TEST_F(Nodes, MergeMovesTheChildrenOfContextRootsOnly) {
     log.clear();
     one->merge(*two);
     EXPECT_TRUE(log.contains("LOG\tKalvex\tTransfer NameSpace in NodeProc::merge\n"));
-    EXPECT_EQ(one->children().size(), 1u);
-    EXPECT_EQ(two->childCount(), 0u);
-    EXPECT_EQ(x->getNameSpace(), one->getNameSpace());
-    EXPECT_EQ(x->contextRoot(), one);
+    EXPECT_TRUE(one->children().size() == 1u && two->childCount() == 0u);
+    EXPECT_TRUE(x->getNameSpace() == one->getNameSpace() && x->contextRoot() == one);
 }
 
 TEST_F(Nodes, IdMapAndCopies) {
@@ -384,8 +364,7 @@ TEST_F(Nodes, IdMapAndCopies) {
     LogCapture log(osg::LOG_FATAL);
     Node copy(*a);
     EXPECT_EQ(log.text(), "FATAL\tKalvex\tRuning Node copy constructor for a\n");
-    EXPECT_EQ(copy.fieldCount(), 0u);
-    EXPECT_EQ(copy.getNameSpace(), nullptr);
+    EXPECT_TRUE(copy.fieldCount() == 0u && !copy.getNameSpace());
 }
 
 TEST_F(Nodes, ContextValuesAndReleaseChecks) {

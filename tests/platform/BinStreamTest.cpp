@@ -46,21 +46,15 @@ struct PipeBuf : std::streambuf {
 TEST(BinStreamTest, EachPrimitiveHasItsExactByteLayout) {
     // clang-format off
     const std::pair<std::string, std::string> rows[] = {
-        {written(true), bytes({1})},
-        {written(static_cast<signed char>(-2)), bytes({0xFE})},
-        {written(static_cast<short>(-2)), bytes({0xFE, 0xFF})},
-        {written(0x12345678), bytes({0x78, 0x56, 0x34, 0x12})},
-        {written(0xDEADBEEFu), bytes({0xEF, 0xBE, 0xAD, 0xDE})},
-        {written(0x0102030405060708L), bytes({8, 7, 6, 5, 4, 3, 2, 1})},
+        {written(true), bytes({1})}, {written(static_cast<signed char>(-2)), bytes({0xFE})},
+        {written(static_cast<short>(-2)), bytes({0xFE, 0xFF})}, {written(0x12345678), bytes({0x78, 0x56, 0x34, 0x12})},
+        {written(0xDEADBEEFu), bytes({0xEF, 0xBE, 0xAD, 0xDE})}, {written(0x0102030405060708L), bytes({8, 7, 6, 5, 4, 3, 2, 1})},
         {written(0x8000000000000001UL), bytes({1, 0, 0, 0, 0, 0, 0, 0x80})},
         {written(-3LL), bytes({0xFD, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF})},
-        {written(-2.5f), bytes({0, 0, 0x20, 0xC0})},
-        {written(-0.0), bytes({0, 0, 0, 0, 0, 0, 0, 0x80})},
-        {written(std::string("a\0b", 3)), bytes({3, 0, 0, 0, 'a', 0, 'b'})},
-        {written("xyz"), bytes({3, 0, 0, 0, 'x', 'y', 'z'})},
+        {written(-2.5f), bytes({0, 0, 0x20, 0xC0})}, {written(-0.0), bytes({0, 0, 0, 0, 0, 0, 0, 0x80})},
+        {written(std::string("a\0b", 3)), bytes({3, 0, 0, 0, 'a', 0, 'b'})}, {written("xyz"), bytes({3, 0, 0, 0, 'x', 'y', 'z'})},
         {written(static_cast<const char*>(nullptr)), bytes({0, 0, 0, 0})},
-        {written(std::string(300, 'q')).substr(0, 5), bytes({0x2C, 0x01, 0, 0, 'q'})},
-    };
+        {written(std::string(300, 'q')).substr(0, 5), bytes({0x2C, 0x01, 0, 0, 'q'})}};
     // clang-format on
     for (std::size_t i = 0; i < std::size(rows); ++i)
         EXPECT_EQ(rows[i].first, rows[i].second) << "row " << i;

@@ -1,3 +1,11 @@
+// The platform image: sizes, copies, and the store form with its checksum. Built as a host that
+// includes its GL header first: our constants step aside for its macros, and every format and
+// type below reaches the library, built with our own values, by the host's names.
+#if __has_include(<GL/gl.h>)
+#include <GL/gl.h>
+#include <GL/glext.h>
+#endif
+
 #include "kalvex/platform/osg/Image.h"
 
 #include <gtest/gtest.h>
@@ -88,8 +96,7 @@ TEST(ImageTest, BytesPerPixelByFormatAndType) {
         {Image::OSG_LUMINANCE_ALPHA_INTEGER_PF, Image::OSG_INT32_IMAGEDATA, 8, 2, true, false, false, 32},
         // Unknown format or type: no bytes at all.
         {0x1234, U8, 0, 0, false, true, false, 0},
-        {Image::OSG_RGB_PF, Image::OSG_INVALID_IMAGEDATATYPE, 0, 3, false, true, false, 0},
-    };
+        {Image::OSG_RGB_PF, Image::OSG_INVALID_IMAGEDATATYPE, 0, 3, false, true, false, 0}};
     // clang-format on
     for (const auto& r : rows) {
         SCOPED_TRACE(testing::Message() << std::hex << r.format << " type " << r.type);
@@ -109,8 +116,7 @@ TEST(ImageTest, SetSizesChunksOversizeAndFrames) {
         {Image::OSG_RGB_PF, U8, 4, 4, 1, 2, 3, 2, 60 * 2 * 3},
         {Image::OSG_RGB_DXT1, U8, 5, 5, 1, 1, 1, 1, 32},  // 4x4 blocks of 8 (DXT1) or 16 bytes, one at least
         {Image::OSG_RGBA_DXT5, U8, 16, 8, 1, 2, 1, 1, 8 * 16 + 2 * 16},
-        {Image::OSG_RGB_PF, U8, 0, -3, 0, 0, -1, 0, 3},  // sizes and counts below 1 become 1
-    };
+        {Image::OSG_RGB_PF, U8, 0, -3, 0, 0, -1, 0, 3}};  // sizes and counts below 1 become 1
     // clang-format on
     for (const auto& r : rows) {
         SCOPED_TRACE(&r - rows);
@@ -232,18 +238,14 @@ TEST(ImageTest, RestoreRejectsTruncationAndTargetedCorruption) {
     const std::size_t crc = good.size() - 4;
     // clang-format off
     const struct { std::size_t at; std::uint64_t value; int width; const char* message; } cases[] = {
-        {0, 'X', 1, "not a stored image"},
-        {4, 2, 2, "unsupported version 2"},
-        {6, 1, 2, "unknown header flags 0x1"},
+        {0, 'X', 1, "not a stored image"}, {4, 2, 2, "unsupported version 2"}, {6, 1, 2, "unknown header flags 0x1"},
         {16, 0, 4, "pixel byte count 6 does not match"},  // zero width with pixels
         {20, 0xFFFFFFFF, 4, "invalid geometry 2 x -1 x 1"},
         {48, 0xFFFFFFFF, 4, "truncated attachment fields"},  // field count
         {60, 99, 1, "unknown attachment field type 99"},
         {66, 0xFFFFFFF0, 4, "damaged attachment field k\n"},  // string value length
-        {77, 2, 1, "damaged attachment field b\n"},           // bool value 2
-        {76, 'k', 1, "damaged attachment field k\n"},         // duplicate name
-        {crc, 0, 4, "checksum mismatch"},
-    };
+        {77, 2, 1, "damaged attachment field b\n"}, {76, 'k', 1, "damaged attachment field k\n"},  // bool 2, name twice
+        {crc, 0, 4, "checksum mismatch"}};
     // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << "at " << c.at << ": " << c.message);

@@ -35,56 +35,11 @@ NodeType ProbeNode::_type(
 
 ProbeNode::ProbeNode(NodeType& type, NodeNameSpace& scope, const char* name)
     : Node(type, scope, name) {
-    regField(kids, type, 2, true);
-    regField(single, type, 3, true);
-    regField(boxes, type, 4, true);
-    regField(material, type, 5, true);
-    regField(geometry, type, 6, true);
-    regField(feed, type, 7, true);
-}
-
-Node* ProbeNode::create(NodeType& type, NodeNameSpace& scope, const char* name) {
-    return new ProbeNode(type, scope, name);
+    Field* fields[] = {&kids, &single, &boxes, &material, &geometry, &feed};
+    for (unsigned id = 2; id < 8; ++id) regField(*fields[id - 2], type, id, true);
 }
 
 NodeNameSpace* ProbeProc::childScope = nullptr;
-
-void ProbeProc::note(const std::string& what) {
-    journal.push_back(node().getName() + ":" + what + "@" + node().stateName());
-}
-
-void ProbeProc::initialize(const TimeStamp& time) {
-    note("initialize");
-    NodeProc::initialize(time);
-}
-
-void ProbeProc::childAdded(NodeLink& link) {
-    note("childAdded");
-    NodeProc::childAdded(link);
-}
-
-void ProbeProc::childRemoved(NodeLink& link) {
-    note("childRemoved");
-    NodeProc::childRemoved(link);
-}
-
-void ProbeProc::fieldAdded(Field& field) {
-    note("fieldAdded(" + field.getDesc()->name + ")");
-}
-
-void ProbeProc::fieldRemoved(Field& field) {
-    note("fieldRemoved(" + field.getDesc()->name + ")");
-}
-
-Field* ProbeProc::findField(const std::string& name, Node::FieldSearchOrder) {
-    return name == "viaProc" ? node().getField(0) : nullptr;
-}
-
-NodeNameSpace* ProbeProc::childNameSpace() {
-    return childScope ? childScope : NodeProc::childNameSpace();
-}
-
-Watcher::Watcher(Subject* subject) : Observer(*subject, subject->getName().c_str()) {}
 
 namespace {
 

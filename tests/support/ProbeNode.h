@@ -24,7 +24,9 @@ class ProbeNode : public Kalvex::Node {
   public:
     ProbeNode(Kalvex::NodeType& type, Kalvex::NodeNameSpace& scope, const char* name);
     static Kalvex::Node* create(Kalvex::NodeType& type, Kalvex::NodeNameSpace& scope,
-                                const char* name);
+                                const char* name) {
+        return new ProbeNode(type, scope, name);
+    }
 
     Kalvex::MFNode kids{*this};
     Kalvex::SFNode single{*this};
@@ -47,22 +49,41 @@ class ProbeProc : public Kalvex::NodeProc {
     static Kalvex::NodeNameSpace* childScope;
 
     void setup(const Kalvex::TimeStamp&) override { note("setup"); }
-    void initialize(const Kalvex::TimeStamp& time) override;
+    void initialize(const Kalvex::TimeStamp& time) override {
+        note("initialize");
+        NodeProc::initialize(time);
+    }
     void attach(const Kalvex::TimeStamp&) override { note("attach"); }
     void detach(const Kalvex::TimeStamp&) override { note("detach"); }
     void shutdown(const Kalvex::TimeStamp&) override { note("shutdown"); }
     void dispose(const Kalvex::TimeStamp&) override { note("dispose"); }
-    void childAdded(Kalvex::NodeLink& link) override;
-    void childRemoved(Kalvex::NodeLink& link) override;
+    void childAdded(Kalvex::NodeLink& link) override {
+        note("childAdded");
+        NodeProc::childAdded(link);
+    }
+    void childRemoved(Kalvex::NodeLink& link) override {
+        note("childRemoved");
+        NodeProc::childRemoved(link);
+    }
     void parentAdded(Kalvex::NodeLink&) override { note("parentAdded"); }
     void parentRemoved(Kalvex::NodeLink&) override { note("parentRemoved"); }
-    void fieldAdded(Kalvex::Field& field) override;
-    void fieldRemoved(Kalvex::Field& field) override;
-    Kalvex::Field* findField(const std::string& name, Kalvex::Node::FieldSearchOrder) override;
-    Kalvex::NodeNameSpace* childNameSpace() override;
+    void fieldAdded(Kalvex::Field& field) override {
+        note("fieldAdded(" + field.getDesc()->name + ")");
+    }
+    void fieldRemoved(Kalvex::Field& field) override {
+        note("fieldRemoved(" + field.getDesc()->name + ")");
+    }
+    Kalvex::Field* findField(const std::string& name, Kalvex::Node::FieldSearchOrder) override {
+        return name == "viaProc" ? node().getField(0) : nullptr;
+    }
+    Kalvex::NodeNameSpace* childNameSpace() override {
+        return childScope ? childScope : NodeProc::childNameSpace();
+    }
 
   private:
-    void note(const std::string& what);
+    void note(const std::string& what) {
+        journal.push_back(node().getName() + ":" + what + "@" + node().stateName());
+    }
 };
 
 // Journals each notification of a subject as "subject:a>b@time", a and b being its first two
@@ -70,7 +91,7 @@ class ProbeProc : public Kalvex::NodeProc {
 // follows as + or -.
 class Watcher : public Kalvex::Observer {
   public:
-    explicit Watcher(Kalvex::Subject* subject);
+    explicit Watcher(Kalvex::Subject* subject) : Observer(*subject, subject->getName().c_str()) {}
     void notify(const Kalvex::TimeStamp& time, Kalvex::BaseObject* a, Kalvex::BaseObject* b,
                 Kalvex::BaseObject* c) override;
 };
