@@ -186,7 +186,7 @@ TEST_F(Lifecycle, ContextRootsOneForEachType) {
     Node* scene = Scene::_type.createNode(ctx.get(), "main:top", CreatorSystem);
     EXPECT_EQ(world->getNameSpace()->getName() + "/" + world->getName(), "probeworld/probeworld");
     EXPECT_EQ(ctx->findRoot(worldType), world.get());
-    EXPECT_EQ(ctx->findRoot(ProbeNode::_type), nullptr);  // exact type only
+    EXPECT_EQ(ctx->findRoot(ProbeNode::_type), nullptr);                 // exact type only
     EXPECT_TRUE(world->context() == ctx.get() && ctx->addRoot(*world));  // already here
     std::vector<Node*> roots;
     EXPECT_EQ(ctx->getRootVec(roots), 2u);
