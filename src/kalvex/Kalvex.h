@@ -25,6 +25,7 @@
 #include "kalvex/fields/XField.h"
 
 #include "kalvex/events/EventSlot.h"
+#include "kalvex/events/Route.h"
 
 #include "kalvex/nodes/MFNode.h"
 #include "kalvex/nodes/MetadataObject.h"

@@ -330,6 +330,12 @@ Node::~Node() {
         _nodeLinkBag.erase(_nodeLinkBag.begin());
         link->_node = nullptr;
     }
+    // The base parts outlive this body; their routes go now, while the behaviour and the name
+    // that route removal reports to are still here.
+    for (Field* field : {static_cast<Field*>(&_logFeature), static_cast<Field*>(&_metadata)}) {
+        if (EventInSlot* slot = field->inSlot()) slot->disconnectAll();
+        if (EventOutSlot* slot = field->outSlot()) slot->disconnectAll();
+    }
     unregField(0);
     unregField(1);
     const unsigned int protoRows = _nodeType->protoDescCount();
@@ -590,6 +596,28 @@ EventInSlot* Node::findEventInSlot(const std::string& name, bool create) const {
 EventOutSlot* Node::findEventOutSlot(const std::string& name, bool create) const {
     int id = findEventOutSlotID(name);
     return id < 0 ? nullptr : findEventOutSlot(unsigned(id), create, false);
+}
+
+bool Node::receiveEventIn(const char* slotName, const TimeStamp& time, const char* value) {
+    EventInSlot* slot = findEventInSlot(slotName ? slotName : "", true);
+    if (!slot) {
+        KFATAL("There is no inSlot %s in the node %s (type: %s\n", slotName ? slotName : "",
+               getName().c_str(), typeName());
+        return false;
+    }
+    slot->receiveEvent(time, value, nullptr);
+    return true;
+}
+
+bool Node::sendEventOut(const char* slotName, const TimeStamp& time, const char* value) {
+    EventOutSlot* slot = findEventOutSlot(slotName ? slotName : "", true);
+    if (!slot) {
+        KFATAL("There is no outSlot %s in the node %s (type: %s\n", slotName ? slotName : "",
+               getName().c_str(), typeName());
+        return false;
+    }
+    slot->sendEvent(time, value, false);
+    return true;
 }
 
 EventInSlot* Node::findEventInSlot(unsigned int id, bool create, bool force) const {

@@ -201,6 +201,10 @@ class Node : public AttachmentBag {
     EventOutSlot* findEventOutSlot(const std::string& name, bool create) const;
     EventInSlot* findEventInSlot(unsigned int id, bool create, bool force) const;
     EventOutSlot* findEventOutSlot(unsigned int id, bool create, bool force) const;
+    // Hand a text value to the named slot, made if missing: the in slot receives it, the out
+    // slot stores and sends it. False without such a slot.
+    bool receiveEventIn(const char* slotName, const TimeStamp& time, const char* value);
+    bool sendEventOut(const char* slotName, const TimeStamp& time, const char* value);
     // Binds field to the row id of type and stores it in that slot; a value field takes the
     // row's default when setDefault. Inline for value fields, which every node has many of.
     bool regField(Field& field, NodeType& type, unsigned int id, bool setDefault) {

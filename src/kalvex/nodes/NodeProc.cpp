@@ -384,6 +384,10 @@ void NodeProc::fieldChanged(Node&, Field& field, const TimeStamp&, Field*) {
     if (!desc || desc->ID == 0) updateLogFeatureMask();
 }
 
+void NodeProc::exportEvent(const TimeStamp& time, EventOutSlot& slot, Field& field) {
+    if (NodeNameSpace* scope = _node.getNameSpace()) scope->transferEventFromExport(time, field, slot);
+}
+
 void NodeProc::updateLogFeatureMask() {
     const MFString& words = _node.logFeatureField();
     if (words.empty()) return;

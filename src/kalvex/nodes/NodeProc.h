@@ -20,6 +20,7 @@ class NameSpaceTransferAction;
 class NodeLink;
 class NodeNameSpace;
 class NodeType;
+class EventOutSlot;
 class Route;
 class SFString;
 
@@ -95,6 +96,8 @@ class NodeProc : public AttachmentBag {
     std::string contextSValue(unsigned int id) const;
 
     void fieldChanged(Node& node, Field& field, const TimeStamp& time, Field* source);
+    // An event of an exported node, handed to its scope's import and export machinery.
+    void exportEvent(const TimeStamp& time, EventOutSlot& slot, Field& field);
     NodePartMask extNodePartMask() const;
     // Whether field data (0) or nodes (1) may be freed to save memory.
     bool checkReleaseType(ReleaseType type) const;

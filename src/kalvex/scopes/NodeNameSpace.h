@@ -17,6 +17,8 @@ namespace Kalvex {
 
 class BaseObject;
 class Context;
+class EventOutSlot;
+class Field;
 class Node;
 class NodeType;
 class NodeTypeNameSpace;
@@ -62,6 +64,9 @@ class NodeNameSpace : public AttachmentBag {
     // The context set on this very scope, as the context of its root does.
     Context* ownContext() const { return _context; }
     void setContext(Context* context) { _context = context; }
+    // Carries an event of an exported node of this scope to the imports of it in the enclosing
+    // scope. Nothing can import yet, so there is nobody to carry it to.
+    void transferEventFromExport(const TimeStamp&, Field&, EventOutSlot&) {}
     // The type registry, made on first use as a child of the root's type registry. A scope
     // without a root gets a root registry of its own, which knows no other types: such a scope
     // is given a registry with setNodeTypeNameSpace (the base registry, say) before types are
