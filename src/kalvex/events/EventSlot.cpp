@@ -65,8 +65,8 @@ void EventSlot::disconnectAll() {
 }
 
 void EventSlot::dump() const {
-    KLOG("%s: %s, dataType %s, routes: %d\n", typeName(), partName(*_field),
-         _field->dataTypeName(), int(_routeBag.size()));
+    KLOG("%s: %s, dataType %s, routes: %d\n", typeName(), partName(*_field), _field->dataTypeName(),
+         int(_routeBag.size()));
 }
 
 // --- in slot -----------------------------------------------------------------------------------

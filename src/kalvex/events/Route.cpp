@@ -104,9 +104,9 @@ Route* Route::create(Field& from, Field& to, Type type, bool force) {
     if (from.outSlot() && to.inSlot()) return create(*from.outSlot(), *to.inSlot(), type);
     const NodePartDesc* fromDesc = from.getDesc();
     const NodePartDesc* toDesc = to.getDesc();
-    KFATAL("Route::create() on field failed %s.%s to %s.%s\n",
-           from.getNode()->getName().c_str(), fromDesc ? fromDesc->name.c_str() : "NoName",
-           to.getNode()->getName().c_str(), toDesc ? toDesc->name.c_str() : "NoName");
+    KFATAL("Route::create() on field failed %s.%s to %s.%s\n", from.getNode()->getName().c_str(),
+           fromDesc ? fromDesc->name.c_str() : "NoName", to.getNode()->getName().c_str(),
+           toDesc ? toDesc->name.c_str() : "NoName");
     return nullptr;
 }
 
@@ -149,9 +149,8 @@ Route::~Route() {
     if (NodeProc* proc = toNode.getProc()) proc->routeRemoved(*this);
     notifySubject(deleteRouteSubject(), 0.0, this);
     if (fromNode.logFeature(Node::LogRoute) || toNode.logFeature(Node::LogRoute))
-        KLOG("Remove Route %s/%s.%s to %s/%s.%s\n", fromNode.typeName(),
-             fromNode.getName().c_str(), partName(*_source), toNode.typeName(),
-             toNode.getName().c_str(), partName(*_target));
+        KLOG("Remove Route %s/%s.%s to %s/%s.%s\n", fromNode.typeName(), fromNode.getName().c_str(),
+             partName(*_source), toNode.typeName(), toNode.getName().c_str(), partName(*_target));
     removeFrom(_source->_routeBag, this);
     removeFrom(_target->_routeBag, this);
     RouteStatics& s = statics();

@@ -385,7 +385,8 @@ void NodeProc::fieldChanged(Node&, Field& field, const TimeStamp&, Field*) {
 }
 
 void NodeProc::exportEvent(const TimeStamp& time, EventOutSlot& slot, Field& field) {
-    if (NodeNameSpace* scope = _node.getNameSpace()) scope->transferEventFromExport(time, field, slot);
+    if (NodeNameSpace* scope = _node.getNameSpace())
+        scope->transferEventFromExport(time, field, slot);
 }
 
 void NodeProc::updateLogFeatureMask() {
