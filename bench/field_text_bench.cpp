@@ -19,6 +19,8 @@
 #include "kalvex/nodes/NodeType.h"
 #include "kalvex/scopes/NodeNameSpace.h"
 
+#include "BenchTimes.h"
+
 using namespace Kalvex;
 
 namespace {
@@ -185,47 +187,20 @@ const Pair kPairs[] = {
     {"print/MFInt32", "print/baseline_printf_d"},
 };
 
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-            Result& r = _results[run.run_name.function_name];
-            r.time += run.GetAdjustedRealTime();
-            auto bytes = run.counters.find("bytes_per_second");
-            if (bytes != run.counters.end()) r.bytesPerSecond += bytes->second.value;
-            ++r.count;
+void printSummary(const KalvexBench::TimeCollector& times) {
+    std::printf("\n%-26s %12s %12s %18s\n", "case", "MB/s", "baseline MB/s", "ratio_vs_baseline");
+    for (const Pair& pair : kPairs) {
+        if (!times.has(pair.name) || !times.has(pair.baseline)) {
+            std::printf("%-26s %12s %12s %18s\n", pair.name, "-", "-", "skipped");
+            continue;
         }
+        std::printf("%-26s %12.1f %12.1f %18.2f\n", pair.name,
+                    times.bytesPerSecond(pair.name) / 1e6,
+                    times.bytesPerSecond(pair.baseline) / 1e6,
+                    times.time(pair.baseline) / times.time(pair.name));
     }
-
-    void printSummary() const {
-        std::printf("\n%-26s %12s %12s %18s\n", "case", "MB/s", "baseline MB/s",
-                    "ratio_vs_baseline");
-        for (const Pair& pair : kPairs) {
-            auto it = _results.find(pair.name);
-            auto base = _results.find(pair.baseline);
-            if (it == _results.end() || base == _results.end()) {
-                std::printf("%-26s %12s %12s %18s\n", pair.name, "-", "-", "skipped");
-                continue;
-            }
-            double time = it->second.time / it->second.count;
-            double baseTime = base->second.time / base->second.count;
-            std::printf("%-26s %12.1f %12.1f %18.2f\n", pair.name,
-                        it->second.bytesPerSecond / it->second.count / 1e6,
-                        base->second.bytesPerSecond / base->second.count / 1e6, baseTime / time);
-        }
-        std::fflush(stdout);
-    }
-
-  private:
-    struct Result {
-        double time = 0;
-        double bytesPerSecond = 0;
-        int count = 0;
-    };
-    std::map<std::string, Result> _results;
-};
+    std::fflush(stdout);
+}
 
 }  // namespace
 
@@ -259,9 +234,9 @@ int main(int argc, char** argv) {
         [&](benchmark::State& s) { printField(s, MFInt32Type, d.intText, kNumbers); });
 
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    KalvexBench::TimeCollector reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printSummary();
+    printSummary(reporter);
     benchmark::Shutdown();
     return 0;
 }

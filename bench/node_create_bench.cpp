@@ -20,6 +20,8 @@
 #include "kalvex/nodes/NodeTypeNameSpace.h"
 #include "kalvex/scopes/NodeNameSpace.h"
 
+#include "BenchTimes.h"
+
 using namespace Kalvex;
 
 namespace {
@@ -148,47 +150,24 @@ struct Pair {
 const Pair kPairs[] = {{"create+destroy/unnamed", "create+destroy/baseline_struct"},
                        {"create+destroy/named", "create+destroy/baseline_struct"}};
 
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            // Single runs, or the medians of repeated ones.
-            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-            if ((run.run_type != Run::RT_Iteration && !median) || run.error_occurred) continue;
-            Result& r = _results[run.run_name.function_name];
-            r.time += run.GetAdjustedRealTime();
-            ++r.count;
+void printSummary(const KalvexBench::TimeCollector& times, double nodeBytes, double namedBytes,
+                  double structBytes) {
+    std::printf("\n%-26s %14s %18s\n", "case", "nodes/s", "ratio_vs_baseline");
+    for (const Pair& pair : kPairs) {
+        if (!times.has(pair.name) || !times.has(pair.baseline)) {
+            std::printf("%-26s %14s %18s\n", pair.name, "-", "skipped");
+            continue;
         }
+        const double time = times.time(pair.name);
+        std::printf("%-26s %14.0f %18.2f\n", pair.name, 1e9 / time,
+                    time / times.time(pair.baseline));
     }
-
-    void printSummary(double nodeBytes, double namedBytes, double structBytes) const {
-        std::printf("\n%-26s %14s %18s\n", "case", "nodes/s", "ratio_vs_baseline");
-        for (const Pair& pair : kPairs) {
-            auto it = _results.find(pair.name);
-            auto base = _results.find(pair.baseline);
-            if (it == _results.end() || base == _results.end()) {
-                std::printf("%-26s %14s %18s\n", pair.name, "-", "skipped");
-                continue;
-            }
-            double time = it->second.time / it->second.count;
-            double baseTime = base->second.time / base->second.count;
-            std::printf("%-26s %14.0f %18.2f\n", pair.name, 1e9 / time, time / baseTime);
-        }
-        std::printf("\n%-26s %14s %18s\n", "heap", "bytes/object", "ratio_vs_baseline");
-        std::printf("%-26s %14.0f %18s\n", "baseline_struct", structBytes, "1.00");
-        std::printf("%-26s %14.0f %18.2f\n", "node/unnamed", nodeBytes, nodeBytes / structBytes);
-        std::printf("%-26s %14.0f %18.2f\n", "node/named", namedBytes, namedBytes / structBytes);
-        std::fflush(stdout);
-    }
-
-  private:
-    struct Result {
-        double time = 0;
-        int count = 0;
-    };
-    std::map<std::string, Result> _results;
-};
+    std::printf("\n%-26s %14s %18s\n", "heap", "bytes/object", "ratio_vs_baseline");
+    std::printf("%-26s %14.0f %18s\n", "baseline_struct", structBytes, "1.00");
+    std::printf("%-26s %14.0f %18.2f\n", "node/unnamed", nodeBytes, nodeBytes / structBytes);
+    std::printf("%-26s %14.0f %18.2f\n", "node/named", namedBytes, namedBytes / structBytes);
+    std::fflush(stdout);
+}
 
 }  // namespace
 
@@ -243,8 +222,8 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("create+destroy/named",
                                  [](benchmark::State& st) { createNode(st, true); });
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    KalvexBench::TimeCollector reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printSummary(nodeBytes, namedBytes, structBytes);
+    printSummary(reporter, nodeBytes, namedBytes, structBytes);
     return 0;
 }

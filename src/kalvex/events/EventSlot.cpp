@@ -253,10 +253,6 @@ void EventOutSlot::sendEvent(const TimeStamp& time, Field& value, ConvertParam* 
     }
 }
 
-void EventOutSlot::sendEvent(const TimeStamp& time, bool onlyIS) {
-    sendEvent(time, *_field, nullptr, onlyIS);
-}
-
 void EventOutSlot::sendEvent(const TimeStamp& time, const char* text, bool onlyIS) {
     _field->setValueByStr(text);
     sendEvent(time, *_field, nullptr, onlyIS);

@@ -107,7 +107,9 @@ class EventOutSlot : public EventSlot {
     // Tells the subjects, then walks the routes by index, reading the count anew at each step:
     // a receiver may add or remove routes meanwhile. With onlyIS, only IS routes carry it.
     void sendEvent(const TimeStamp& time, Field& value, ConvertParam* param, bool onlyIS);
-    void sendEvent(const TimeStamp& time, bool onlyIS);
+    void sendEvent(const TimeStamp& time, bool onlyIS) {
+        sendEvent(time, *_field, nullptr, onlyIS);
+    }
     // Store the data into the field first, then send it.
     void sendEvent(const TimeStamp& time, const char* text, bool onlyIS);
     void sendEvent(const TimeStamp& time, unsigned char* data, unsigned int size, bool onlyIS);

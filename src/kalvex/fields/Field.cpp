@@ -121,10 +121,6 @@ void Field::callListeners(const TimeStamp& time) {
     for (Listener* listener : *_listeners) listener->valueChanged(time, *this);
 }
 
-const NodePartMask& Field::partMask() const {
-    return _desc ? _desc->mask : _nullMask;
-}
-
 void Field::markChanged() {
     if (!_desc) {
         KINFO("Field without desc in XField::markChanged()\n");

@@ -83,7 +83,7 @@ class Field : public NodePart {
     const ListenerList* listeners() const { return _listeners; }
 
     // Change machinery.
-    const NodePartMask& partMask() const;
+    const NodePartMask& partMask() const { return _desc ? _desc->mask : _nullMask; }
     void markChanged();
     void processValueChange(const TimeStamp& time, CallerType caller = CallerDefault);
     void send(const TimeStamp& time, bool setChanging, bool onlyIS);

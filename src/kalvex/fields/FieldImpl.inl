@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <string>
+#include <typeinfo>
 
 #include "kalvex/fields/FieldImpl.h"
 #include "kalvex/fields/ValueConversion.h"
@@ -96,8 +97,12 @@ template <class Base, class Codec>
 bool FieldImpl<Base, Codec>::setValueByField(const Field& other, ConvertParam* param) {
     if constexpr (requires(Base & f) { Codec::setField(f, other, param); })
         return Codec::setField(*this, other, param);
-    // Same template instance: a plain copy (SFTime and SFDouble share one).
-    if (const auto* same = dynamic_cast<const Base*>(&other)) {
+    // Same template instance: a plain copy. The route path meets the field's own class, which
+    // the type identity answers without a cast; the cast is left for classes that share a
+    // template (SFTime and SFDouble), which take the copy too.
+    const Base* same = typeid(other) == typeid(*this) ? static_cast<const Base*>(&other)
+                                                      : dynamic_cast<const Base*>(&other);
+    if (same) {
         if (same == this) return true;
         if constexpr (Base::kFieldDep && !Base::kSingle)
             this->addValueFieldDep(same->getValue(), true);  // keeps the back pointers

@@ -21,8 +21,7 @@ class RefCountObject : public BaseObject {
 
     void addRef() const { ++_refCount; }
     void subRef() const {
-        --_refCount;
-        release();
+        if (--_refCount == 0) release();
     }
     void release() const;
 
