@@ -11,7 +11,7 @@ namespace Kalvex {
 
 class EventInSlot;
 class EventOutSlot;
-struct ConvertParam;
+class ConvertParam;
 
 // One typed value of one node: what scene text sets, routes carry, change tracking counts and
 // writers print. Listeners and slots are made on demand; a field costs its value plus five
@@ -45,6 +45,9 @@ class Field : public NodePart {
     virtual bool setAndValidateValueByStr(const char* text, bool validate);
     virtual void setValueByBin(unsigned char* data, unsigned int size) = 0;
     virtual bool setValueByField(const Field& other, ConvertParam* param) = 0;
+    // Converts the value of a field of another data type into target under param's mode (null:
+    // mode 0, value 0); false for a pair with no conversion (see ValueConversion.h).
+    static bool assign(Field& target, const Field& source, ConvertParam* param);
     virtual void setValueByBin(const std::string& data);
     virtual unsigned int getBinSize() = 0;
     virtual unsigned int getBinValue(unsigned char* data) = 0;

@@ -3,10 +3,8 @@
 
 #include <atomic>
 #include <string>
-#include <typeinfo>
 
 #include "kalvex/fields/FieldImpl.h"
-#include "kalvex/fields/ValueConversion.h"
 #include "kalvex/object/Logging.h"
 
 namespace Kalvex {
@@ -97,20 +95,18 @@ template <class Base, class Codec>
 bool FieldImpl<Base, Codec>::setValueByField(const Field& other, ConvertParam* param) {
     if constexpr (requires(Base & f) { Codec::setField(f, other, param); })
         return Codec::setField(*this, other, param);
-    // Same template instance: a plain copy. The route path meets the field's own class, which
-    // the type identity answers without a cast; the cast is left for classes that share a
-    // template (SFTime and SFDouble), which take the copy too.
-    const Base* same = typeid(other) == typeid(*this) ? static_cast<const Base*>(&other)
-                                                      : dynamic_cast<const Base*>(&other);
-    if (same) {
-        if (same == this) return true;
+    // The same class: a plain copy, whatever the mode. The classes are final and their data
+    // type numbers unique, so the number identifies the class.
+    if (other.dataType() == this->dataType()) {
+        if (&other == this) return true;
+        const Base& same = static_cast<const Base&>(other);
         if constexpr (Base::kFieldDep && !Base::kSingle)
-            this->addValueFieldDep(same->getValue(), true);  // keeps the back pointers
+            this->addValueFieldDep(same.getValue(), true);  // keeps the back pointers
         else
-            this->_value = same->getValue();
+            this->_value = same.getValue();
         return true;
     }
-    return convertFieldValue(other, *this, param);
+    return Field::assign(*this, other, param);
 }
 
 template <class Base, class Codec>

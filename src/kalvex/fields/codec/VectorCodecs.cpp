@@ -414,7 +414,17 @@ void MFBin<E, W, R>::set1Bin(F& f, int index, const std::string& data) {
     numtext::readElement<CompWire<E, W, R>>(f.editValue(), index, data);
 }
 
+template <class M>
+void matrixText(const M& matrix, std::string& out) {
+    printSingle(matrix, out);
+}
+
 // ---------------------------------------------------------------------------------------------
+
+template void matrixText(const osg::Matrix3d&, std::string&);
+template void matrixText(const osg::Matrix3f&, std::string&);
+template void matrixText(const osg::Matrix4d&, std::string&);
+template void matrixText(const osg::Matrix4f&, std::string&);
 
 template struct SFText<osg::Color3f>;
 template struct SFText<osg::Color4f>;

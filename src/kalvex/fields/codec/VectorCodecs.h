@@ -51,6 +51,11 @@ struct MFBin {
     static void set1Bin(F& f, int index, const std::string& data);
 };
 
+// The text of a single matrix value, as the SFMatrix classes print it. For M = Matrix3f,
+// Matrix3d, Matrix4f and Matrix4d.
+template <class M>
+void matrixText(const M& matrix, std::string& out);
+
 }  // namespace vectorcodec
 
 struct SFColorCodec : vectorcodec::SFText<osg::Color3f>,
