@@ -59,7 +59,6 @@ class Context : public AttachmentBag {
         virtual void descriptionChanged(const std::string& description) = 0;
     };
 
-  public:
     Context();
     ~Context() override;
     // Lets the roots go: live roots fall back to Realize first.
