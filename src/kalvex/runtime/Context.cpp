@@ -6,8 +6,13 @@
 
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodePartDesc.h"
+#include "kalvex/nodes/NodeProc.h"
 #include "kalvex/nodes/NodeType.h"
+#include "kalvex/object/BaseTypeObject.h"
 #include "kalvex/object/Logging.h"
+#include "kalvex/object/StringUtil.h"
+#include "kalvex/runtime/ContextSetup.h"
+#include "kalvex/runtime/System.h"
 #include "kalvex/scopes/NodeNameSpace.h"
 
 namespace Kalvex {
@@ -56,19 +61,31 @@ std::string streamText(double value) {
 
 }  // namespace
 
+Subject* Context::_loadContextSubject = nullptr;
+Subject* Context::_syncSetupSubject = nullptr;
+
 Context::Context()
-    : _state(Creation),
+    : _externRefCount(0),
+      _state(Creation),
       _runFrameSubject(nullptr),
+      _sourceUrlChangedSubject(nullptr),
+      _logMessageSubject(nullptr),
+      _setup(nullptr),
       _timeStamp(0.0),
       _frameRate(0.0),
       _frameTimes{0.0, 0.0, 0.0},
-      _frameValue(0.0f) {}
+      _frameValue(0.0f),
+      _queueClears(0) {}
 
 Context::~Context() {
     // Only a context deleted past the release protocol still has roots here.
     if (!_rootBag.empty()) KWARNING("RootBag is not empty in Context destructor\n");
     while (!_rootBag.empty()) dropRoot(_rootBag.begin());
+    // Pending loads go before the subjects: their contexts die here.
+    _commandQueue.clear();
     delete _runFrameSubject;
+    delete _sourceUrlChangedSubject;
+    delete _logMessageSubject;
 }
 
 void Context::shutdown() const {
@@ -88,28 +105,185 @@ void Context::setFrameState(const TimeStamp& time, const Time& a, const Time& b,
     _frameValue = d;
 }
 
-Subject* Context::runFrameSubject() {
-    if (!_runFrameSubject) _runFrameSubject = new Subject("runFrame");
-    return _runFrameSubject;
+// --- creation ----------------------------------------------------------------------------------
+
+Context* Context::loadContext(const std::string& dataType, const std::string& urlOrData) {
+    if (!_loadContextSubject || !_loadContextSubject->hasObserverList() ||
+        _loadContextSubject->countObserver() == 0) {
+        KFATAL("No _loadContextSubject Observer, cannot load %s\n", urlOrData.c_str());
+        return nullptr;
+    }
+    BaseTypeObject<std::string> source(urlOrData);
+    BaseTypeObject<std::string> type(dataType);
+    BaseTypeObject<Context*> answer(nullptr);
+    KNOTICE("Try to load Context by Observer: >%s<\n", urlOrData.c_str());
+    notifySubject(_loadContextSubject, 0.0, &source, dataType.empty() ? nullptr : &type, &answer);
+    if (!answer._value) KINFO("Could not load Context: >%s<\n", urlOrData.c_str());
+    return answer._value;
 }
+
+void Context::createSetup() {
+    if (_setup) {
+        KWARNING("Have valid context setup; do not create a second one\n");
+        return;
+    }
+    // Made with this context as parent, the node comes in through addRoot, which sets _setup.
+    ContextSetup::_type.createNode(this, nullptr, CreatorSystem);
+    if (!_setup) {
+        KFATAL("Could not autocreate ContextSetup on access\n");
+        std::exit(EXIT_FAILURE);
+    }
+    KINFO("Autocreate ContextSetup on access\n");
+}
+
+// --- loads and commands ------------------------------------------------------------------------
+
+namespace {
+
+// The pieces of a line: the whole line without a separator.
+std::vector<std::string> linePieces(const std::string& line, const std::string& separator) {
+    std::vector<std::string> pieces;
+    if (separator.empty())
+        pieces.push_back(line);
+    else
+        stringTokenizer(line, pieces, separator);
+    return pieces;
+}
+
+}  // namespace
+
+bool Context::queueLoad(std::vector<SmartPtr<Context>>& contexts, LoadType type) {
+    if (contexts.empty()) return false;
+    _commandQueue.push_back(
+        Command{type == LoadAdd ? CommandAdd : CommandReplace, std::move(contexts)});
+    return true;
+}
+
+bool Context::load(Context& other, LoadType type) {
+    std::vector<SmartPtr<Context>> contexts{SmartPtr<Context>(&other)};
+    return queueLoad(contexts, type);
+}
+
+bool Context::load(const std::string& url, LoadType type, std::string separator) {
+    std::vector<SmartPtr<Context>> contexts;
+    for (const std::string& piece : linePieces(url, separator))
+        if (Context* context = create(piece)) contexts.emplace_back(context);
+    if (!queueLoad(contexts, type)) {
+        KWARNING("Could not loadURL %s\n", url.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool Context::load(const std::string& dataType, const std::string& data, LoadType type,
+                   std::string separator) {
+    std::vector<SmartPtr<Context>> contexts;
+    for (const std::string& piece : linePieces(data, separator))
+        if (Context* context = create(dataType, piece)) contexts.emplace_back(context);
+    if (!queueLoad(contexts, type)) {
+        KWARNING("Could not loadData %s\n", data.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool Context::reload() {
+    if (_sourceUrl.empty()) {
+        KWARNING("Cannot reload Context; empty source\n");
+        return false;
+    }
+    sendLogMessage(_timeStamp, "Reload context", osg::LOG_LOG);
+    std::string line;
+    line.swap(_sourceUrl);
+    if (_setup && !paramBValue(ContextSetupProc::_cacheClearOnReloadID)) {
+        KLOG("Skip  Image/Proto cache clear on reload\n");
+    } else {
+        KLOG("Clear Image/Proto cache\n");
+        // The image download cache and the proto libraries are cleared here once they exist.
+    }
+    return load(line, LoadReplace, " ");
+}
+
+void Context::runCommand(const Command& command) {
+    if (command.type < CommandReplace || command.type > CommandNone) {
+        KFATAL("Invalid Context::Command type: %d\n", int(command.type));
+        return;
+    }
+    if (command.type == CommandNone) return;
+    notifyBrowserListeners(BrowserListener::ActionLoadBegin);
+    if (command.type == CommandReplace) {
+        // Exactly the types that come in go; the setup node is never replaced this way.
+        for (const SmartPtr<Context>& context : command.contexts) {
+            if (!context) continue;
+            std::vector<Node*> roots;
+            context->getRootVec(roots);
+            for (Node* root : roots)
+                if (!ContextSetup::isType(root)) removeRoot(root->getType());
+        }
+        _sourceUrl.clear();
+    }
+    for (const SmartPtr<Context>& context : command.contexts)
+        if (context) mergeRoot(*context, nullptr);
+    setRootState(_timeStamp, Live);
+    notifyBrowserListeners(BrowserListener::ActionLoadEnd);
+}
+
+void Context::dispatchCommandQueue() {
+    // Nothing below may end the context through the count.
+    addExternRef();
+    // Each command moves to a list of its own while it runs, so that a listener may queue more
+    // (run in this pass) or exit (which drops what was walked) without breaking the walk.
+    std::list<Command> walked;
+    uint32_t clears = _queueClears;
+    while (!_commandQueue.empty()) {
+        walked.splice(walked.end(), _commandQueue, _commandQueue.begin());
+        runCommand(walked.back());
+        if (clears != _queueClears) {
+            clears = _queueClears;
+            walked.clear();
+        }
+    }
+    _commandQueue.splice(_commandQueue.begin(), walked);
+    subExternRef();
+}
+
+// --- life --------------------------------------------------------------------------------------
 
 double Context::runFrame() {
     if (_state == Dispose) {
         KFATAL("Context State is DISPOSED in runFrame\n");
         return -1.0;
     }
+    if (!_commandQueue.empty()) {
+        dispatchCommandQueue();
+        std::list<Command> done;
+        done.swap(_commandQueue);
+    }
+    // Live on every frame, also after an exit during the dispatch.
     _state = Live;
     notifySubject(runFrameSubject(), _timeStamp, this);
     return _frameRate != 0.0 ? 1.0 / _frameRate : 0.0;
 }
 
 void Context::exit() {
+    std::list<Command> dropped;
+    dropped.swap(_commandQueue);
+    ++_queueClears;
     _state = Dispose;
+}
+
+void Context::subExternRef() {
+    --_externRefCount;
+    if (_externRefCount == 0 && System::the().hasFlag(System::SysAutoExitContext)) {
+        KLOG("Auto exit Context on extern RefCount\n");
+        exit();
+    }
 }
 
 // --- roots -------------------------------------------------------------------------------------
 
 void Context::dropRoot(std::map<NodeType*, SmartPtr<Node>>::iterator entry) {
+    if (_setup && entry->second.get() == static_cast<Node*>(_setup)) _setup = nullptr;
     SmartPtr<NodeNameSpace> scope(entry->second ? entry->second->getNameSpace() : nullptr);
     entry->second = nullptr;
     if (scope) scope->setContext(nullptr);
@@ -127,7 +301,11 @@ bool Context::addRoot(Node& node) {
     Context* former = scope ? scope->ownContext() : nullptr;
     if (scope) scope->setContext(this);
     _rootBag[&type] = &node;
-    if (former && former != this) former->_rootBag.erase(&type);
+    if (former && former != this) {
+        if (former->_setup && static_cast<Node*>(former->_setup) == &node) former->_setup = nullptr;
+        former->_rootBag.erase(&type);
+    }
+    if (ContextSetup* setup = dynamic_cast<ContextSetup*>(&node)) _setup = setup;
     return true;
 }
 
@@ -159,6 +337,32 @@ unsigned int Context::getRootVec(std::vector<Node*>& out) const {
     return walked;
 }
 
+bool Context::mergeRoot(Context& source, NodeType* glueType) {
+    if (&source == this) return true;
+    // The walk takes roots away from source, so it runs over a copy.
+    std::vector<Node*> raw;
+    source.getRootVec(raw);
+    const std::vector<SmartPtr<Node>> roots(raw.begin(), raw.end());
+    for (const SmartPtr<Node>& root : roots) {
+        NodeType& type = root->getType();
+        SmartPtr<Node> present(findRoot(type));
+        if (!present) {
+            addRoot(*root);
+            continue;
+        }
+        KNOTICE("Merge context root %s, glue type: %s\n", type.getCName(),
+                glueType ? glueType->getCName() : "None");
+        source.removeRoot(type);
+        if (present->getProc()) present->getProc()->mergeNode(*root, glueType);
+    }
+    if (_sourceUrl.empty())
+        _sourceUrl = source._sourceUrl;
+    else
+        _sourceUrl += " " + source._sourceUrl;
+    notifySubject(_sourceUrlChangedSubject, _timeStamp, this);
+    return true;
+}
+
 bool Context::setRootState(const TimeStamp& time, NodeState state) {
     // The scene root is started by whoever displays it, not here.
     NodeType* scene = NodeType::findContextRootType("Scene");
@@ -186,6 +390,96 @@ void Context::dump() const {
              entry.second->stateName());
     }
     KLOG("--- Context Dump ---\n");
+}
+
+// --- source line -------------------------------------------------------------------------------
+
+void Context::setSourceUrl(const std::string& url) {
+    _sourceUrl = url;
+    notifySubject(_sourceUrlChangedSubject, _timeStamp, this);
+}
+
+void Context::addSourceUrl(const std::string& url) {
+    if (!_sourceUrl.empty()) _sourceUrl += ' ';
+    _sourceUrl += url;
+    notifySubject(_sourceUrlChangedSubject, _timeStamp, this);
+}
+
+// --- subjects and messages ---------------------------------------------------------------------
+
+Subject* Context::runFrameSubject() {
+    if (!_runFrameSubject) _runFrameSubject = new Subject("runFrame");
+    return _runFrameSubject;
+}
+
+Subject* Context::logMessageSubject() {
+    if (!_logMessageSubject) _logMessageSubject = new Subject("logMessage");
+    return _logMessageSubject;
+}
+
+Subject* Context::sourceUrlChangedSubject() {
+    if (!_sourceUrlChangedSubject) _sourceUrlChangedSubject = new Subject("sourceUrlChanged");
+    return _sourceUrlChangedSubject;
+}
+
+Subject* Context::loadContextSubject() {
+    if (!_loadContextSubject) _loadContextSubject = new Subject("loadContext");
+    return _loadContextSubject;
+}
+
+Subject* Context::syncSetupSubject() {
+    if (!_syncSetupSubject) _syncSetupSubject = new Subject("syncSetup");
+    return _syncSetupSubject;
+}
+
+void Context::sendLogMessage(const TimeStamp& time, const std::string& message,
+                             osg::LogLevel level) {
+    BaseTypeObject<std::string> text(message);
+    BaseTypeObject<int> levelObject{int(level)};
+    notifySubject(_logMessageSubject, time, this, &text, &levelObject);
+}
+
+// --- description, listeners, services ----------------------------------------------------------
+
+void Context::setDescription(const std::string& description) {
+    static const char* const blanks = " \t\r\n";
+    const size_t last = description.find_last_not_of(blanks);
+    _description = last == std::string::npos ? std::string() : description.substr(0, last + 1);
+    _description.erase(0, _description.find_first_not_of(blanks));
+    // A listener may remove itself, or another one, while it is told.
+    const std::set<DescriptionListener*> listeners = _descriptionListeners;
+    for (DescriptionListener* listener : listeners)
+        if (_descriptionListeners.count(listener)) listener->descriptionChanged(_description);
+}
+
+void Context::addDescriptionListener(DescriptionListener* listener) {
+    if (listener) _descriptionListeners.insert(listener);
+}
+
+void Context::removeDescriptionListener(DescriptionListener* listener) {
+    _descriptionListeners.erase(listener);
+}
+
+void Context::addBrowserListener(BrowserListener* listener) {
+    if (listener) _browserListeners.insert(listener);
+}
+
+void Context::removeBrowserListener(BrowserListener* listener) {
+    _browserListeners.erase(listener);
+}
+
+void Context::notifyBrowserListeners(BrowserListener::Action action) {
+    const std::set<BrowserListener*> listeners = _browserListeners;
+    for (BrowserListener* listener : listeners)
+        if (_browserListeners.count(listener)) listener->browserAction(action);
+}
+
+void Context::addService(const std::string& name, const std::string& value) {
+    _services[name] = value;
+}
+
+void Context::removeService(const std::string& name) {
+    _services.erase(name);
 }
 
 // --- parameters --------------------------------------------------------------------------------

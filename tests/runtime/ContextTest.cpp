@@ -1,0 +1,579 @@
+// Contexts: loads through the loader subject, the command queue that the next frame applies,
+// root merging, reload, extern references, description and browser listeners, the setup node.
+// The example loader builds the loaded contexts; "Layer" is a second scene root type.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ExampleLoader.h"
+#include "ExampleNodes.h"
+#include "kalvex/Kalvex.h"
+#include "support/LogCapture.h"
+#include "support/TestNode.h"
+
+namespace {
+
+using namespace Kalvex;
+using KalvexExample::ExampleLoader;
+using KalvexTest::LogCapture;
+
+class Layer : public KalvexExample::Group {
+  public:
+    using Group::Group;
+    static Node* create(NodeType& type, NodeNameSpace& scope, const char* name) {
+        return new Layer(type, scope, name);
+    }
+    static bool isType(Node* node) { return dynamic_cast<Layer*>(node) != nullptr; }
+    static NodeType _type;
+};
+
+NodeType Layer::_type(theBaseNodeTypeFactory(), "Layer", "Test", "Group", nullptr, "1.0", "Example",
+                      "A second scene root", "stable",
+                      "A root that lies over the scene, with children of its own", "Test", true,
+                      true, &Layer::isType, &Layer::create, nullptr, nullptr, 0);
+
+// A node as "name", or "(Type)" without a name, and its children in brackets.
+std::string describe(const Node& node, bool root) {
+    std::string text;
+    if (root || !node.hasName())
+        text.append(root ? "" : "(").append(node.typeName()).append(root ? "" : ")");
+    else
+        text = node.getName();
+    std::vector<Node*> children;
+    node.collectAllChildren(children, Node::CollectRawTargets);
+    if (children.empty() && !root) return text;
+    text += '[';
+    for (size_t i = 0; i < children.size(); ++i)
+        text.append(i ? " " : "").append(describe(*children[i], false));
+    return text + ']';
+}
+
+// The roots of a context by type name, each with its subtree.
+std::string roots(const Context& context) {
+    std::vector<Node*> nodes;
+    context.getRootVec(nodes);
+    std::vector<std::string> texts;
+    for (Node* root : nodes) texts.push_back(describe(*root, true));
+    std::sort(texts.begin(), texts.end());
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : " ") + text;
+    return all;
+}
+
+// Hears a subject and hands each notification to a function.
+class Hearer : public Observer {
+  public:
+    using Call = std::function<void(const TimeStamp&, BaseObject*, BaseObject*, BaseObject*)>;
+    Hearer(Subject& subject, Call call) : Observer(subject, "hearer"), _call(std::move(call)) {}
+    void notify(const TimeStamp& time, BaseObject* a, BaseObject* b, BaseObject* c) override {
+        _call(time, a, b, c);
+    }
+
+  private:
+    Call _call;
+};
+
+// Journals what a context's listeners are told.
+class Journal : public Context::BrowserListener, public Context::DescriptionListener {
+  public:
+    void browserAction(Action action) override {
+        entries.push_back(action == ActionLoadBegin ? "begin" : "end");
+    }
+    void descriptionChanged(const std::string& text) override { entries.push_back(">" + text); }
+    std::vector<std::string> entries;
+};
+
+// Opens the queue, so that commands no load makes can be tried.
+class OpenContext : public Context {
+  public:
+    using Context::_commandQueue;
+};
+
+class Contexts : public ::testing::Test {
+  protected:
+    // The system runs with the flags given: whether contexts exit by themselves depends on them.
+    static void restart(int flags) {
+        LogCapture quiet;
+        if (System::the().isInitialized()) System::the().exit();
+        System::the().init(0, nullptr, flags);
+    }
+    void SetUp() override {
+        KalvexExample::init();
+        KalvexTest::initTypes();
+        restart(0);
+        loader = std::make_unique<ExampleLoader>();
+        // The first nodes made and freed bring the process-wide subjects of nodes and scopes,
+        // which stay: counts of live objects start after them.
+        SmartPtr<Context> first(ExampleLoader::build("a=Box"));
+    }
+    void TearDown() override {
+        LogCapture quiet;
+        if (System::the().isInitialized()) System::the().exit();
+    }
+
+    std::unique_ptr<ExampleLoader> loader;
+};
+
+TEST_F(Contexts, LoadContextAsksEveryObserverAndReturnsTheLastAnswer) {
+    // clang-format off
+    const struct { const char* dataType; const char* text; const char* roots; } cases[] = {
+        {"", "example:scene", "Scene[top counter]"},
+        {"", "example:Layer:,l=Counter,Scene:", "Layer[l] Scene[]"},
+        {"example", "a=Box Counter", "Scene[a (Counter)]"},
+        {"example", "", "Scene[]"},
+        {"", "bogus:scene", nullptr},
+        {"other", "a=Box", nullptr},                  // a data type the loader does not read
+        {"example", "a=NoSuchType", nullptr},
+        {"example", "Scene: Scene:", nullptr},        // a root type twice
+        {"example", "ContextSetup: a=Box", nullptr},  // no field there takes the box
+    };
+    // clang-format on
+    const int objects = BaseObject::_objCount;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        // A later observer is still asked, and sees the answer and whether a data type came.
+        std::string heard;
+        Hearer later(*Context::loadContextSubject(), [&](const TimeStamp&, BaseObject*,
+                                                         BaseObject* type, BaseObject* answer) {
+            heard = std::string(type ? "data" : "url") +
+                    (static_cast<BaseTypeObject<Context*>*>(answer)->_value ? "+" : "-");
+        });
+        LogCapture log;
+        SmartPtr<Context> made(*c.dataType ? Context::create(c.dataType, c.text)
+                                           : Context::create(c.text));
+        EXPECT_EQ(heard, std::string(*c.dataType ? "data" : "url") + (c.roots ? "+" : "-"));
+        EXPECT_TRUE(log.contains(std::string("NOTICE\tKalvex\tTry to load Context by Observer: >") +
+                                 c.text + "<\n"));
+        EXPECT_EQ(
+            log.contains(std::string("INFO\tKalvex\tCould not load Context: >") + c.text + "<\n"),
+            !c.roots);
+        ASSERT_EQ(bool(made), bool(c.roots));
+        if (!made) continue;
+        EXPECT_EQ(roots(*made), c.roots);
+        EXPECT_EQ(made->getSourceUrlLine(), *c.dataType ? "" : c.text);
+    }
+    EXPECT_EQ(BaseObject::_objCount, objects);  // what failed half-way was let go
+
+    // The last observer to answer wins.
+    SmartPtr<Context> mine(Context::create());
+    Hearer overrider(*Context::loadContextSubject(),
+                     [&](const TimeStamp&, BaseObject*, BaseObject*, BaseObject* answer) {
+                         auto* holder = static_cast<BaseTypeObject<Context*>*>(answer);
+                         SmartPtr<Context> replaced(holder->_value);
+                         holder->_value = mine.get();
+                     });
+    EXPECT_EQ(Context::create("example:scene"), mine.get());
+}
+
+TEST_F(Contexts, WithoutAnyObserverNothingLoads) {
+    loader.reset();
+    LogCapture log;
+    EXPECT_EQ(Context::create("example", "a=Box"), nullptr);
+    SmartPtr<Context> context(Context::create());
+    EXPECT_FALSE(context->load("example:scene"));
+    EXPECT_TRUE(context->commandQueue().empty());
+    EXPECT_EQ(log.text(),
+              "FATAL\tKalvex\tNo _loadContextSubject Observer, cannot load a=Box\n"
+              "FATAL\tKalvex\tNo _loadContextSubject Observer, cannot load example:scene\n"
+              "WARNING\tKalvex\tCould not loadURL example:scene\n");
+}
+
+TEST_F(Contexts, LoadQueuesOneCommandOfThePiecesThatCouldBeRead) {
+    // clang-format off
+    const struct {
+        const char* dataType; const char* text; const char* separator; Context::LoadType type;
+        int command; std::vector<std::string> pieces; const char* warning;
+    } cases[] = {
+        {"", "example:a=Box", "", Context::LoadReplace, Context::CommandReplace, {"Scene[a]"}, nullptr},
+        {"", "bogus:x example:b=Box", " ", Context::LoadAdd, Context::CommandAdd, {"Scene[b]"}, nullptr},
+        {"", "example:a=Box example:Layer:", " ", Context::LoadReplace, Context::CommandReplace,
+         {"Scene[a]", "Layer[]"}, nullptr},
+        {"", "bogus:x bogus:y", " ", Context::LoadAdd, 0, {}, "Could not loadURL bogus:x bogus:y\n"},
+        {"example", "a=Box;Layer: l=Counter", ";", Context::LoadAdd, Context::CommandAdd,
+         {"Scene[a]", "Layer[l]"}, nullptr},
+        {"example", "NoSuchType", "", Context::LoadReplace, 0, {}, "Could not loadData NoSuchType\n"},
+    };
+    // clang-format on
+    SmartPtr<Context> context(Context::create());
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        const size_t before = context->commandQueue().size();
+        LogCapture log{osg::LOG_WARNING};
+        const bool loaded = *c.dataType ? context->load(c.dataType, c.text, c.type, c.separator)
+                                        : context->load(c.text, c.type, c.separator);
+        EXPECT_EQ(loaded, c.command != 0);
+        EXPECT_EQ(log.text(), c.warning ? std::string("WARNING\tKalvex\t") + c.warning : "");
+        ASSERT_EQ(context->commandQueue().size(), before + (loaded ? 1 : 0));
+        if (!loaded) continue;
+        const Context::Command& command = context->commandQueue().back();
+        EXPECT_EQ(command.type, c.command);
+        std::vector<std::string> pieces;
+        for (const SmartPtr<Context>& piece : command.contexts) pieces.push_back(roots(*piece));
+        EXPECT_EQ(pieces, c.pieces);
+    }
+    // Nothing changes before the frame.
+    EXPECT_EQ(roots(*context), "");
+}
+
+// From a context with a layer and a scene, the commands of a case are queued and one frame
+// applies them, oldest first.
+TEST_F(Contexts, CommandsReplaceOrAddTheRootsOnTheNextFrame) {
+    using Load = std::pair<const char*, Context::LoadType>;
+    const std::string base = "example:Layer:,l=Counter example:s=Box";
+    // clang-format off
+    const struct { std::vector<Load> loads; const char* roots; std::string line; } cases[] = {
+        {{{"example:t=Box", Context::LoadReplace}}, "Layer[l] Scene[t]", "example:t=Box"},
+        {{{"example:t=Box", Context::LoadAdd}}, "Layer[l] Scene[s t]", base + " example:t=Box"},
+        {{{"example:x=Box", Context::LoadReplace}, {"example:y=Box", Context::LoadAdd}},
+         "Layer[l] Scene[x y]", "example:x=Box example:y=Box"},
+        {{{"example:y=Box", Context::LoadAdd}, {"example:x=Box", Context::LoadReplace}},
+         "Layer[l] Scene[x]", "example:x=Box"},
+        {{{"example:Layer:,m=Counter", Context::LoadReplace}}, "Layer[m] Scene[s]",
+         "example:Layer:,m=Counter"},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.roots);
+        SmartPtr<Context> context(Context::create());
+        ASSERT_TRUE(context->load(base, Context::LoadAdd, " "));
+        context->runFrame();
+        ASSERT_EQ(roots(*context), "Layer[l] Scene[s]");
+        Journal journal;
+        context->addBrowserListener(&journal);
+        for (const Load& load : c.loads) ASSERT_TRUE(context->load(load.first, load.second));
+        // The browser hears each command, before and after it; the roots change in between.
+        std::vector<std::string> seen;
+        Hearer frame(*context->runFrameSubject(),
+                     [&](const TimeStamp&, BaseObject* who, BaseObject*, BaseObject*) {
+                         seen.push_back(who == context.get() ? roots(*context) : "?");
+                     });
+        LogCapture log;
+        context->setTimeStamp(2.5);
+        EXPECT_EQ(context->runFrame(), 0.0);
+        EXPECT_EQ(seen, std::vector<std::string>{c.roots});
+        EXPECT_EQ(context->getSourceUrlLine(), c.line);
+        EXPECT_TRUE(context->commandQueue().empty());
+        std::vector<std::string> expected;
+        for (size_t i = 0; i < c.loads.size(); ++i)
+            expected.insert(expected.end(), {"begin", "end"});
+        EXPECT_EQ(journal.entries, expected);
+        // Everything but the scene is live; the scene waits for whoever shows it.
+        EXPECT_EQ(context->findRoot(Layer::_type)->getState(), Live);
+        EXPECT_EQ(context->findRoot(KalvexExample::Scene::_type)->getState(), Kalvex::Setup);
+        context->removeBrowserListener(&journal);
+    }
+}
+
+TEST_F(Contexts, DispatchSkipsUnknownCommandTypesAndRunFrameEmptiesTheQueue) {
+    SmartPtr<OpenContext> context(new OpenContext);
+    SmartPtr<Context> loaded(ExampleLoader::build("a=Box"));
+    for (int32_t type : {0, int(Context::CommandNone), 4, int(Context::CommandAdd)})
+        context->_commandQueue.push_back({type, {loaded}});
+    Journal journal;
+    context->addBrowserListener(&journal);
+    LogCapture log;
+    context->dispatchCommandQueue();
+    EXPECT_EQ(log.count("FATAL\tKalvex\tInvalid Context::Command type: "), 2);
+    EXPECT_TRUE(log.contains("type: 0\n") && log.contains("type: 4\n"));
+    EXPECT_EQ(journal.entries, (std::vector<std::string>{"begin", "end"}));
+    EXPECT_EQ(roots(*context), "Scene[a]");
+    EXPECT_EQ(roots(*loaded), "");  // it gave its root away
+    EXPECT_EQ(context->commandQueue().size(), 4u);
+    EXPECT_EQ(context->getState(), Creation);
+    context->runFrame();
+    EXPECT_TRUE(context->commandQueue().empty());
+    EXPECT_EQ(context->getState(), Live);
+    EXPECT_EQ(loaded->refCount(), 1);
+}
+
+// A listener that queues more during the dispatch gets it applied in the same pass; one that
+// exits the context drops the rest.
+TEST_F(Contexts, ListenersMayLoadOrExitDuringTheDispatch) {
+    struct Reacting : Context::BrowserListener {
+        std::function<void()> onEnd;
+        void browserAction(Action action) override {
+            if (action == ActionLoadEnd && onEnd) std::exchange(onEnd, nullptr)();
+        }
+    };
+    SmartPtr<Context> context(Context::create());
+    Reacting listener;
+    context->addBrowserListener(&listener);
+    listener.onEnd = [&] { context->load("example:b=Box", Context::LoadAdd); };
+    context->load("example:a=Box");
+    context->runFrame();
+    EXPECT_EQ(roots(*context), "Scene[a b]");
+
+    listener.onEnd = [&] { context->exit(); };
+    context->load("example:c=Box", Context::LoadAdd);
+    context->load("example:d=Box", Context::LoadAdd);
+    context->dispatchCommandQueue();
+    EXPECT_EQ(roots(*context), "Scene[a b c]");
+    EXPECT_TRUE(context->commandQueue().empty());
+    EXPECT_EQ(context->getState(), Dispose);
+    context->removeBrowserListener(&listener);
+}
+
+TEST_F(Contexts, MergeRootMovesTheRootsAndJoinsTheSourceLines) {
+    // clang-format off
+    const struct { NodeType* glue; const char* line; const char* sourceLine; const char* roots; const char* joined; } cases[] = {
+        {nullptr, "one", "two", "Layer[c] Scene[a b]", "one two"},
+        {&KalvexExample::Group::_type, "", "two", "Layer[c] Scene[a (Group)[b]]", "two"},
+        {nullptr, "one", "", "Layer[c] Scene[a b]", "one "},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.roots);
+        SmartPtr<Context> target(ExampleLoader::build("a=Box"));
+        SmartPtr<Context> source(ExampleLoader::build("b=Box Layer: c=Counter"));
+        target->setSourceUrl(c.line);
+        source->setSourceUrl(c.sourceLine);
+        int changes = 0;
+        Hearer changed(*target->sourceUrlChangedSubject(),
+                       [&](const TimeStamp&, BaseObject* who, BaseObject*, BaseObject*) {
+                           changes += who == target.get();
+                       });
+        LogCapture log;
+        EXPECT_TRUE(target->mergeRoot(*source, c.glue));
+        EXPECT_EQ(roots(*target), c.roots);
+        EXPECT_EQ(roots(*source), "");
+        EXPECT_EQ(source->getSourceUrlLine(), c.sourceLine);
+        EXPECT_EQ(target->getSourceUrlLine(), c.joined);
+        EXPECT_EQ(changes, 1);
+        EXPECT_TRUE(
+            log.contains(std::string("NOTICE\tKalvex\tMerge context root Scene, glue type: ") +
+                         (c.glue ? "Group" : "None") + "\n"));
+        EXPECT_EQ(log.count("Merge context root"), 1);  // the layer came in whole
+        EXPECT_EQ(target->findRoot(Layer::_type)->context(), target.get());
+    }
+    SmartPtr<Context> context(ExampleLoader::build("a=Box"));
+    context->setSourceUrl("one");
+    EXPECT_TRUE(context->mergeRoot(*context, nullptr));
+    EXPECT_EQ(roots(*context) + "|" + context->getSourceUrlLine(), "Scene[a]|one");
+}
+
+TEST_F(Contexts, SourceLineIsToldOnlyOnceSomeoneAskedForItsSubject) {
+    SmartPtr<Context> context(Context::create());
+    context->addSourceUrl("a");  // nobody asked: no subject is made
+    std::vector<std::string> heard;
+    Hearer hearer(*context->sourceUrlChangedSubject(),
+                  [&](const TimeStamp& time, BaseObject*, BaseObject* b, BaseObject* c) {
+                      heard.push_back(context->getSourceUrlLine() + "@" +
+                                      std::to_string(int(time)) + (b || c ? "?" : ""));
+                  });
+    context->setTimeStamp(7.0);
+    context->addSourceUrl("b");
+    context->addSourceUrl("");
+    context->setSourceUrl("");
+    context->addSourceUrl("c");
+    EXPECT_EQ(heard, (std::vector<std::string>{"a b@7", "a b @7", "@7", "c@7"}));
+}
+
+TEST_F(Contexts, ReloadLoadsEachUrlOfTheLineAgain) {
+    SmartPtr<Context> context(Context::create());
+    std::vector<std::string> messages;
+    Hearer console(*context->logMessageSubject(), [&](const TimeStamp&, BaseObject* who,
+                                                      BaseObject* text, BaseObject* level) {
+        messages.push_back((who == context.get() ? "" : "?") +
+                           static_cast<BaseTypeObject<std::string>*>(text)->_value + "/" +
+                           std::to_string(static_cast<BaseTypeObject<int>*>(level)->_value));
+    });
+    {
+        LogCapture log;
+        EXPECT_FALSE(context->reload());
+        EXPECT_EQ(log.text(), "WARNING\tKalvex\tCannot reload Context; empty source\n");
+        EXPECT_TRUE(messages.empty());
+    }
+    const std::string line = "example:a=Box example:Layer:,l=Counter";
+    ASSERT_TRUE(context->load(line, Context::LoadReplace, " "));
+    context->runFrame();
+    ASSERT_EQ(context->getSourceUrlLine(), line);
+    // The loaded nodes change in between, so that the reload shows.
+    context->findRoot(Layer::_type)
+        ->getNameSpace()
+        ->createNode(context->findRoot(Layer::_type), "Box", "extra", CreatorRuntime, SearchExact);
+    ASSERT_EQ(roots(*context), "Layer[l extra] Scene[a]");
+    for (bool withSetup : {false, true}) {
+        SCOPED_TRACE(withSetup);
+        if (withSetup) context->createSetup();
+        messages.clear();
+        LogCapture log;
+        EXPECT_TRUE(context->reload());
+        EXPECT_EQ(messages, std::vector<std::string>{"Reload context/0"});
+        EXPECT_TRUE(log.contains("LOG\tKalvex\tClear Image/Proto cache\n"));
+        EXPECT_EQ(context->getSourceUrlLine(), "");
+        ASSERT_EQ(context->commandQueue().size(), 1u);
+        EXPECT_EQ(context->commandQueue().front().contexts.size(), 2u);
+        context->runFrame();
+        EXPECT_EQ(context->getSourceUrlLine(), line);
+        EXPECT_EQ(roots(*context),
+                  std::string(withSetup ? "ContextSetup[] " : "") + "Layer[l] Scene[a]");
+    }
+    // A line that no longer loads leaves the roots and loses the line.
+    context->setSourceUrl("bogus:x");
+    LogCapture log;
+    EXPECT_FALSE(context->reload());
+    EXPECT_TRUE(log.contains("WARNING\tKalvex\tCould not loadURL bogus:x\n"));
+    EXPECT_EQ(context->getSourceUrlLine(), "");
+    EXPECT_EQ(roots(*context), "ContextSetup[] Layer[l] Scene[a]");
+}
+
+TEST_F(Contexts, AnExitedContextRunsNoFrame) {
+    SmartPtr<Context> context(Context::create());
+    int frames = 0;
+    Hearer counter(*context->runFrameSubject(),
+                   [&](const TimeStamp&, BaseObject*, BaseObject*, BaseObject*) { ++frames; });
+    context->setFrameRate(20.0);
+    EXPECT_DOUBLE_EQ(context->runFrame(), 0.05);
+    context->load("example:a=Box");
+    context->exit();
+    EXPECT_TRUE(context->commandQueue().empty());
+    LogCapture log;
+    EXPECT_EQ(context->runFrame(), -1.0);
+    EXPECT_EQ(log.text(), "FATAL\tKalvex\tContext State is DISPOSED in runFrame\n");
+    EXPECT_EQ(frames, 1);
+    EXPECT_EQ(context->getState(), Dispose);
+    EXPECT_EQ(roots(*context), "");
+}
+
+TEST_F(Contexts, ExternReferencesEndTheContextWithAutoExit) {
+    // clang-format off
+    const struct { int flags; int refs; int drops; bool exited; } cases[] = {
+        {System::SysAutoExitContext, 2, 1, false},
+        {System::SysAutoExitContext, 2, 2, true},
+        {System::SysAutoExitContext, 0, 1, false},  // below zero is not zero
+        {0, 1, 1, false},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        restart(c.flags);
+        SmartPtr<Context> context(Context::create());
+        context->load("example:a=Box");
+        for (int i = 0; i < c.refs; ++i) context->addExternRef();
+        LogCapture log;
+        for (int i = 0; i < c.drops; ++i) context->subExternRef();
+        EXPECT_EQ(context->externRefCount(), c.refs - c.drops);
+        EXPECT_EQ(context->getState() == Dispose, c.exited);
+        EXPECT_EQ(context->commandQueue().empty(), c.exited);
+        EXPECT_EQ(log.text(),
+                  c.exited ? "LOG\tKalvex\tAuto exit Context on extern RefCount\n" : "");
+    }
+
+    // The dispatch's own reference is the last one to go: the context exits inside the frame,
+    // which still brings it back to Live and runs.
+    restart(System::SysAutoExitContext);
+    SmartPtr<Context> context(Context::create());
+    int frames = 0;
+    Hearer counter(*context->runFrameSubject(),
+                   [&](const TimeStamp&, BaseObject*, BaseObject*, BaseObject*) { ++frames; });
+    context->load("example:a=Box");
+    LogCapture log;
+    EXPECT_EQ(context->runFrame(), 0.0);
+    EXPECT_EQ(log.count("Auto exit Context on extern RefCount\n"), 1);
+    EXPECT_EQ(context->getState(), Live);
+    EXPECT_EQ(frames, 1);
+    EXPECT_EQ(roots(*context), "Scene[a]");
+    context->addExternRef();  // held from outside, a dispatch does not end it
+    context->load("example:b=Box", Context::LoadAdd);
+    context->dispatchCommandQueue();
+    EXPECT_EQ(log.count("Auto exit"), 1);
+    EXPECT_EQ(context->commandQueue().size(), 1u);
+}
+
+TEST_F(Contexts, DescriptionIsStoredTrimmedAndToldToEachListenerOnce) {
+    // clang-format off
+    const std::pair<const char*, const char*> cases[] = {
+        {"  \n", ""}, {" \tMy world\r\n", "My world"}, {"a \n b", "a \n b"}, {"", ""}, {"\n\tx", "x"}};
+    // clang-format on
+    SmartPtr<Context> context(Context::create());
+    Journal first, second;
+    context->addDescriptionListener(&first);
+    EXPECT_TRUE(first.entries.empty());  // adding tells nothing
+    context->addDescriptionListener(&first);
+    context->addDescriptionListener(&second);
+    for (const auto& [text, stored] : cases) {
+        first.entries.clear();
+        second.entries.clear();
+        context->setDescription(text);
+        EXPECT_EQ(context->getDescription(), stored);
+        EXPECT_EQ(first.entries, std::vector<std::string>{std::string(">") + stored});
+        EXPECT_EQ(second.entries, first.entries);
+    }
+    context->removeDescriptionListener(&first);
+    context->removeDescriptionListener(&first);  // not there any more: no failure
+    first.entries.clear();
+    context->setDescription("z");
+    EXPECT_TRUE(first.entries.empty());
+    EXPECT_EQ(second.entries.back(), ">z");
+}
+
+TEST_F(Contexts, SetupIsMadeOnceStaysThroughReplaceAndGoesWithItsRoot) {
+    SmartPtr<Context> context(Context::create());
+    {
+        LogCapture log;
+        context->createSetup();
+        context->createSetup();
+        EXPECT_EQ(log.text(),
+                  "INFO\tKalvex\tAutocreate ContextSetup on access\n"
+                  "WARNING\tKalvex\tHave valid context setup; do not create a second one\n");
+    }
+    ContextSetup* setup = context->getSetup();
+    ASSERT_NE(setup, nullptr);
+    EXPECT_EQ(context->findRoot(ContextSetup::_type), setup);
+    EXPECT_EQ(setup->creator(), CreatorSystem);
+    EXPECT_TRUE(ContextSetup::isType(setup) && setup->getContextSetupProc());
+
+    // A loaded setup never replaces the present one: it is merged into it.
+    context->load("example:ContextSetup:,Scene:,a=Box");
+    LogCapture log;
+    context->runFrame();
+    EXPECT_EQ(context->getSetup(), setup);
+    EXPECT_EQ(roots(*context), "ContextSetup[] Scene[a]");
+    EXPECT_TRUE(log.contains("Merge context root ContextSetup, glue type: None\n"));
+    EXPECT_EQ(setup->getState(), Live);
+
+    // Taken by another context, the setup leaves this one without.
+    SmartPtr<Context> other(Context::create());
+    EXPECT_TRUE(other->addRoot(*setup));
+    EXPECT_EQ(other->getSetup(), setup);
+    EXPECT_EQ(context->getSetup(), nullptr);
+    EXPECT_EQ(context->findRoot(ContextSetup::_type), nullptr);
+    EXPECT_TRUE(other->removeRoot(ContextSetup::_type));
+    EXPECT_EQ(other->getSetup(), nullptr);
+
+    // A context without a setup takes the one that a load brings.
+    context->load("example:ContextSetup:", Context::LoadAdd);
+    context->runFrame();
+    ASSERT_NE(context->getSetup(), nullptr);
+    EXPECT_EQ(context->findRoot(ContextSetup::_type), context->getSetup());
+}
+
+// Contexts waiting in commands belong to the queue: releasing the context, or exiting it,
+// frees them with their nodes.
+TEST_F(Contexts, PendingCommandsLeakNothing) {
+    const int objects = BaseObject::_objCount;
+    const unsigned int nodes = Node::idMapSize();
+    for (bool exitFirst : {false, true}) {
+        SmartPtr<Context> context(Context::create());
+        context->load("example:scene example:Layer:,l=Counter", Context::LoadReplace, " ");
+        context->load("example", "a=Box b=Box", Context::LoadAdd);
+        context->createSetup();
+        ASSERT_GT(Node::idMapSize(), nodes + 5);
+        if (exitFirst) {
+            context->exit();
+            EXPECT_EQ(Node::idMapSize(), nodes + 1);  // only the setup is left
+        }
+        LogCapture log;
+        context = nullptr;
+        EXPECT_EQ(log.text(), "");
+        EXPECT_EQ(Node::idMapSize(), nodes);
+        EXPECT_EQ(BaseObject::_objCount, objects);
+    }
+}
+
+}  // namespace
