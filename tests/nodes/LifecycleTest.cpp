@@ -381,6 +381,46 @@ TEST_F(Links, ListOperationsKeepHolesAndDuplicates) {
     EXPECT_FALSE(first->swap(p->single.link()));
 }
 
+TEST_F(Links, AGroupReplacedByItsOwnChildKeepsTheChild) {
+    ProbeNode* p = make("p");
+    // x is held by p only, y by x only.
+    SmartPtr<Node> x(ProbeNode::_type.createNode(scope.get(), "x", CreatorSystem));
+    Node* y = ProbeNode::_type.createNode(scope.get(), "y", CreatorSystem);
+    static_cast<ProbeNode*>(x.get())->kids.addChild(y);
+    p->single.link().setNode(x.get());
+    x = nullptr;
+    Watcher deleted(Node::deleteObjectSubject());
+    take();
+    ASSERT_TRUE(p->single.link().setNode(y));
+    EXPECT_EQ(p->single.rawNode(), y);
+    EXPECT_EQ(y->refCount(), 1);
+    EXPECT_EQ(y->parentLinks().size(), 1u);
+    // y is in place before x lets it go.
+    EXPECT_EQ(take(),
+              "p:childRemoved@Setup x:parentRemoved@Setup p:childAdded@Setup y:parentAdded@Setup "
+              "x:dispose@Dispose deleteNode:x@0 x:childRemoved@Dispose y:parentRemoved@Setup");
+}
+
+TEST_F(Links, TheChildWalkGoesThroughEveryNodeFieldInOrder) {
+    ProbeNode *p = make("p"), *a = make("a"), *b = make("b"), *c = make("c");
+    SmartPtr<Node> box(KalvexExample::Box::_type.createNode(scope.get(), "box", CreatorSystem));
+    p->kids.addChild(nullptr);
+    p->kids.addChild(a);
+    p->kids.addChild(nullptr);
+    p->kids.addChild(b);
+    p->boxes.addChild(box.get());
+    p->feed.addChild(c);  // an eventIn counts too
+    p->feed.addChild(a);
+    std::string walked;
+    ChildIterator children(*p);
+    while (Node* child = children.next()) walked += child->getName() + " ";
+    EXPECT_EQ(walked, "a b box c a ");
+    EXPECT_EQ(children.next(), nullptr);
+    EXPECT_EQ(children.child(), nullptr);
+    ChildIterator none(*a);
+    EXPECT_EQ(none.next(), nullptr);
+}
+
 TEST_F(Links, ValuesMoveBetweenNodeFields) {
     ProbeNode *from = make("from"), *to = make("to"), *a = make("a"), *b = make("b");
     from->kids.addChild(a);

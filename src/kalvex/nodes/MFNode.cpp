@@ -109,4 +109,32 @@ NodeType* MFNode::nodeType() const {
     return required ? required : &Node::_type;
 }
 
+Node* ChildIterator::next() {
+    if (_list) {
+        for (++_position; _position != _list->getValue().end(); ++_position)
+            if ((_child = _position->rawNode())) return _child;
+        _list = nullptr;
+    }
+    const int count = int(_node->partDescCount());
+    while (++_fieldIndex < count) {
+        const Field* field = _node->getField(unsigned(_fieldIndex));
+        if (!field) continue;
+        if (field->dataType() == SFNodeType) {
+            if ((_child = static_cast<const SFNode*>(field)->rawNode())) return _child;
+        } else if (field->dataType() == MFNodeType) {
+            const MFNode* list = static_cast<const MFNode*>(field);
+            for (_position = list->getValue().begin(); _position != list->getValue().end();
+                 ++_position) {
+                if ((_child = _position->rawNode())) {
+                    _list = list;
+                    return _child;
+                }
+            }
+        }
+    }
+    _fieldIndex = count;
+    _child = nullptr;
+    return nullptr;
+}
+
 }  // namespace Kalvex

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <list>
 #include <string>
 
 #include "kalvex/fields/FieldImpl.h"
@@ -18,8 +19,10 @@ struct MFNodeCodec {
 
 extern template class FieldImpl<MLField<NodeLink, true>, MFNodeCodec>;
 
-// A field that holds a list of links. A list, so that the addresses of the links, which the
-// children keep as their parent links, stay put. The list may hold empty links.
+// A field that holds a list of links. Given itself as a value it keeps what it has, without the
+// clear and re-add that would tell every child it left and came back. A list, so that the addresses
+// of the links, which the children keep as their parent links, stay put. The list may hold empty
+// links.
 class MFNode final : public FieldImpl<MLField<NodeLink, true>, MFNodeCodec>, public NodeTypeLink {
   public:
     using Inherited = FieldImpl<MLField<NodeLink, true>, MFNodeCodec>;
@@ -44,6 +47,24 @@ class MFNode final : public FieldImpl<MLField<NodeLink, true>, MFNodeCodec>, pub
 
     NodeType* nodeType() const override;
     NodeLink* linkNode(Node* node) override { return addChild(node); }
+};
+
+// Walks the children of a node in field order: the target of each filled SFNode and every
+// non-null entry of each MFNode, whatever the part kind. Empty links are passed over. The node
+// must not change its fields while the walk goes on.
+class ChildIterator {
+  public:
+    explicit ChildIterator(const Node& node) : _node(&node) {}
+    // The next child, or null at the end (and from then on).
+    Node* next();
+    Node* child() const { return _child; }
+
+  private:
+    const Node* _node;
+    int _fieldIndex = -1;
+    Node* _child = nullptr;
+    const MFNode* _list = nullptr;
+    std::list<NodeLink>::const_iterator _position;
 };
 
 }  // namespace Kalvex

@@ -9,6 +9,7 @@
 #include "kalvex/nodes/NodeProc.h"
 #include "kalvex/nodes/NodeType.h"
 #include "kalvex/object/Logging.h"
+#include "kalvex/object/SmartPtr.h"
 #include "kalvex/object/Subject.h"
 
 namespace Kalvex {
@@ -79,6 +80,9 @@ bool NodeLink::setNode(const Node* target) {
     const NodePartDesc* desc = _field ? _field->getDesc() : nullptr;
     NodeType* required = desc ? desc->requiredNodeType() : nullptr;
     bool changed = false;
+    // The old target's reference goes when the new one is in place: the new node may live
+    // only in the old one's subtree.
+    SmartPtr<Node> releasedLast;
 
     if (Node* old = _node) {
         changed = true;
@@ -100,6 +104,7 @@ bool NodeLink::setNode(const Node* target) {
             if (parentNode) logLinkChange(*parentNode, *old, *_field, "removed");
         }
         _node = nullptr;
+        releasedLast = old;
         old->subRef();
     }
 
