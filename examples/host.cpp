@@ -1,53 +1,86 @@
-// A minimal host: start the system, build a small scene of the example node library in a name
-// scope, watch the subjects, run a few frames, stop.
+// A minimal host: start the system, load a small scene of the example node library through a
+// loader, join its nodes with routes, run a few frames in which a frame observer advances the
+// time and sends an event, print what arrives through the routes, stop.
 
 #include <kalvex/Kalvex.h>
 
 #include <chrono>
 #include <cstdio>
+#include <string>
 #include <thread>
 
+#include "ExampleLoader.h"
 #include "ExampleNodes.h"
 
 namespace {
 
+using namespace Kalvex;
+
 // Prints each notification of the subject it is attached to.
-class Announcer : public Kalvex::Observer {
+class Announcer : public Observer {
   public:
-    Announcer(Kalvex::Subject& subject, const char* what) : Observer(subject, what) {}
-    void notify(const Kalvex::TimeStamp&, Kalvex::BaseObject*, Kalvex::BaseObject*,
-                Kalvex::BaseObject*) override {
+    Announcer(Subject& subject, const char* what) : Observer(subject, what) {}
+    void notify(const TimeStamp&, BaseObject*, BaseObject*, BaseObject*) override {
         std::printf("host: %s\n", getName().c_str());
     }
 };
 
-// Counts the frames of a context.
-class FrameCounter : public Kalvex::Observer {
+// The frame: advances the context's time, grows the mover with it and sends one increment
+// event into the counter.
+class Frame : public Observer {
   public:
-    explicit FrameCounter(Kalvex::Subject& subject) : Observer(subject, "frames") {}
-    void notify(const Kalvex::TimeStamp& time, Kalvex::BaseObject*, Kalvex::BaseObject*,
-                Kalvex::BaseObject*) override {
+    Frame(Context& context, KalvexExample::Transform& mover, KalvexExample::Counter& counter)
+        : Observer(*context.runFrameSubject(), "frame"),
+          _context(context),
+          _mover(mover),
+          _counter(counter) {}
+    void notify(const TimeStamp& time, BaseObject*, BaseObject*, BaseObject*) override {
         ++frames;
         std::printf("host: frame %d at t=%.3f\n", frames, time);
+        const float grow = 1.0f + float(time);
+        _mover.scale().setValue(osg::Vec3f(grow, grow, grow));
+        _mover.scale().processValueChange(time);
+        _counter.increment().setValue(true);
+        _counter.increment().processValueChange(time);
+        _context.setTimeStamp(time + 0.25);
     }
     int frames = 0;
+
+  private:
+    Context& _context;
+    KalvexExample::Transform& _mover;
+    KalvexExample::Counter& _counter;
+};
+
+// Prints every value that reaches a field through the routes of its in slot.
+class Arrivals : public Observer {
+  public:
+    explicit Arrivals(EventInSlot& slot)
+        : Observer(*slot.processEventSubject(), "arrivals"), _field(slot.field()) {}
+    void notify(const TimeStamp&, BaseObject*, BaseObject* value, BaseObject*) override {
+        const Field& from = *static_cast<Field*>(value);
+        std::printf("host:   %s.%s <- %s.%s: %s\n", _field.getNode()->getName().c_str(),
+                    _field.findName(), from.getNode()->getName().c_str(), from.findName(),
+                    _field.strValue().c_str());
+    }
+
+  private:
+    Field& _field;
 };
 
 // Prints a node the way the scene shows it: type, DEF name (or id), id, state, scope.
-void printNode(const Kalvex::Node& node, int depth) {
+void printNode(const Node& node, int depth) {
     std::printf("host: %*s%s %s  id %s  %s  in %s\n", depth * 2, "", node.typeName(),
                 node.hasName() ? node.getName().c_str() : "(unnamed)", node.getIDStr().c_str(),
                 node.stateName(), node.getNameSpace()->getName().c_str());
-    std::vector<Kalvex::Node*> children;
-    node.collectAllChildren(children, Kalvex::Node::CollectRawTargets);
-    for (const Kalvex::Node* child : children) printNode(*child, depth + 1);
+    std::vector<Node*> children;
+    node.collectAllChildren(children, Node::CollectRawTargets);
+    for (const Node* child : children) printNode(*child, depth + 1);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    using namespace Kalvex;
-
     Announcer up(*System::initSystemSubject(), "system is up");
     Announcer going(*System::exitSystemSubject(), "system is going down");
     Announcer gone(*System::shutdownSystemSubject(), "system has shut down");
@@ -58,42 +91,57 @@ int main(int argc, char** argv) {
     std::printf("host: %s %s, %d field types\n", system.name().c_str(),
                 system.versionLine().c_str(), FieldType::typeCount());
 
+    // The loader answers the context's load requests, as a parser library would.
+    KalvexExample::ExampleLoader loader;
     SmartPtr<Context> context = Context::create();
     context->setName("main");
     context->setFrameRate(60.0);
-    FrameCounter counter(*context->runFrameSubject());
     system.addContext(*context);
-
-    // The scene: a root that owns the name scope, a transform with a shape under it. Types are
-    // found by name in the scope, as a loader finds them.
-    Node* scene = NodeType::createNode(context.get(), "Scene", "demo", CreatorLoader);
-    NodeNameSpace& scope = *scene->getNameSpace();
-    Node* mover = scope.createNode(scene, "Transform", "mover", CreatorLoader, SearchExact);
-    Node* shape = scope.createNode(mover, "Shape", nullptr, CreatorLoader, SearchExact);
-    Node* look = scope.createNode(shape, "Appearance", "look", CreatorLoader, SearchExact);
-    // Abstract MaterialNode makes a Material; the best-matching field of the parent takes it.
-    scope.createNode(look, "MaterialNode", "paint", CreatorLoader, SearchExact);
-    scope.createNode(shape, "Box", nullptr, CreatorLoader, SearchExact);
-    mover->findField("translation", Node::SearchAllNames)->setValueByStr("0 1.5 0");
-    std::printf("host: %u named nodes in scope %s\n", scope.namedNodeCount(),
-                scope.getName().c_str());
-    printNode(*scene, 0);
-
-    // The scene root starts with whoever displays it; its subtree follows.
+    if (!context->load("example", "mover=Transform follower=Transform ticks=Counter paint=Material",
+                       Context::LoadAdd)) {
+        std::printf("host: the scene could not be loaded\n");
+        return 1;
+    }
+    // The load is applied at the start of the next frame; this one brings the scene in.
+    System::runContextBag();
+    Node* scene = context->findRoot(*NodeType::findContextRootType("Scene"));
+    NodeNameSpace* scope = scene->getNameSpace();
+    auto* mover = static_cast<KalvexExample::Transform*>(NodeNameSpace::findNode(scope, "mover"));
+    auto* ticks = static_cast<KalvexExample::Counter*>(NodeNameSpace::findNode(scope, "ticks"));
+    auto* paint = static_cast<KalvexExample::Material*>(NodeNameSpace::findNode(scope, "paint"));
+    auto* follower =
+        static_cast<KalvexExample::Transform*>(NodeNameSpace::findNode(scope, "follower"));
+    std::printf("host: loaded %s into %s\n",
+                context->getSourceUrlLine().empty() ? "data" : context->getSourceUrlLine().c_str(),
+                context->getName().c_str());
+    // The frame set every root Live but the scene, which its display starts: that is us.
     scene->setTreeState(context->getTimeStamp(), Live);
-    std::printf("host: after start\n");
     printNode(*scene, 0);
 
-    for (int frame = 0; frame < 3; ++frame) {
-        context->setTimeStamp(frame / 60.0);
+    // Routes: the count drives the shininess and the mover's scale the diffuse colour, both
+    // converted on the way (SFInt32 into SFFloat, SFVec3f into SFColor); the follower takes the
+    // scale as its translation as it is.
+    Route* routes[] = {
+        Route::create(ticks->total(), paint->shininess(), Route::Default, false),
+        Route::create(mover->scale(), paint->diffuseColor(), Route::Default, false),
+        Route::create(mover->scale(), follower->translation(), Route::Default, false)};
+    std::printf("host: %u routes\n", Route::routeCount());
+    Arrivals shine(routes[0]->target()), colour(routes[1]->target()), place(routes[2]->target());
+
+    Frame frame(*context, *mover, *ticks);
+    for (int i = 0; i < 3; ++i) {
         double wait = System::runContextBag();
         std::printf("host: wait %.4f s\n", wait);
         std::this_thread::sleep_for(std::chrono::duration<double>(wait));
     }
+    std::string text;
+    std::printf("host: count %d, shininess %s, follower at %s\n", ticks->count().getValue(),
+                paint->shininess().getStrValue(text).c_str(),
+                follower->translation().strValue().c_str());
 
     system.removeContext(*context);
     context = nullptr;
     system.exit();
-    std::printf("host: ran %d frames; system stopped\n", counter.frames);
+    std::printf("host: ran %d frames; system stopped\n", frame.frames);
     return 0;
 }
