@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "kalvex/events/EventSlot.h"
+#include "kalvex/events/Route.h"
 #include "kalvex/fields/FieldClasses.h"
 #include "kalvex/fields/FieldType.h"
 #include "kalvex/nodes/NodeLink.h"
@@ -15,6 +17,7 @@
 #include "kalvex/runtime/ContextSetup.h"
 #include "kalvex/runtime/System.h"
 #include "kalvex/scopes/NodeNameSpace.h"
+#include "kalvex/traversal/CopyAction.h"
 #include "kalvex/traversal/NameSpaceTransferAction.h"
 
 namespace Kalvex {
@@ -261,6 +264,119 @@ void NodeProc::transferNameSpace(NameSpaceTransferAction& action) {
     for (const SmartPtr<Node>& target : targets)
         if (target->getProc()) target->getProc()->transferNameSpace(action);
     action.visitingSet().erase(&_node);
+}
+
+void NodeProc::copy(CopyAction& action) {
+    const uint32_t options = action.paramMask();
+    NodeNameSpace& oldScope = action.oldNameSpace();
+    NodeNameSpace& newScope = action.newNameSpace();
+    Node& node = _node;
+    if (node.getNameSpace() != &oldScope) KNOTICE("travers sub-namespace in NodeProc::copy()\n");
+
+    Node* result = nullptr;
+    if ((options & CopyAction::CopyAutoUse) && node.hasName()) {
+        result = NodeNameSpace::findNode(&newScope, node.getName());
+        if (result) KNOTICE("AUTO_USE %s node in NodeProc::copy()\n", node.getName().c_str());
+    }
+    // Skipped nodes leave the last copy as it was, and the caller links that.
+    if (uint32_t(node.creator()) & action.skipCreateMask()) return;
+    if (const std::vector<NodeType*>* skipped = action.skipTypeVec())
+        for (NodeType* type : *skipped)
+            if (type && node.getType().isA(*type)) return;
+    std::set<Node*>& visiting = action.visitingSet();
+    if (visiting.count(&node)) {
+        if (!result) return;
+    } else {
+        visiting.insert(&node);
+    }
+
+    if (!result) {
+        result = node.getType().createNode(
+            &newScope, node.hasName() ? node.getName().c_str() : nullptr, CreatorSystem);
+        // A refused copy (the licence check may refuse) leaves nothing to fill.
+        if (result) copyFields(action, *result);
+    }
+    action.setLastCopy(result);
+    visiting.erase(&node);
+}
+
+void NodeProc::copyFields(CopyAction& action, Node& copy) {
+    Node& node = _node;
+    NodeNameSpace* ownScope = node.getNameSpace();
+    // A prototype instance builds its own body anew: only its own scope's nodes are followed,
+    // and IS routes count only inside one scope.
+    const bool proto = node.getType().hasProtoDeclaration();
+    if (proto) KNOTICE("Proto Instance copy, force copySubNameSpace\n");
+    const bool followOtherScopes = !proto && (action.paramMask() & CopyAction::CopySubNameSpace);
+    auto mayFollow = [&](const Node* target) {
+        return target && (followOtherScopes || target->getNameSpace() == ownScope);
+    };
+    const TimeStamp& time = action.timeStamp();
+
+    unsigned int count = copy.fieldCount();
+    if (count < node.fieldCount()) {
+        if (!_partDescMap) {
+            KFATAL("NodeProc::copy(): Cannot find extra node Part Desc\n");
+        } else {
+            for (const auto& [id, desc] : *_partDescMap) {
+                if (!desc || desc->ID != id || id != count)
+                    KFATAL("PartDesc ID mapping error in NodeProc::copy()\n");
+                else
+                    copy.getProc()->addNodePart(*desc, nullptr);
+                ++count;
+            }
+        }
+    }
+    if (copy.fieldCount() != node.fieldCount()) {
+        KFATAL("Invalid part count in %s node copy %d/%d\n", node.getName().c_str(),
+               int(node.fieldCount()), int(copy.fieldCount()));
+        return;
+    }
+    for (unsigned int i = 0; i < node.fieldCount(); ++i) {
+        Field* from = node.getField(i);
+        Field* to = copy.getField(i);
+        if (!from || !to) continue;
+        if (from->dataType() == SFNodeType) {
+            Node* target = static_cast<SFNode*>(from)->rawNode();
+            if (!mayFollow(target)) continue;
+            target->getProc()->copy(action);
+            static_cast<SFNode*>(to)->link().setNode(action.lastCopy());
+            to->processValueChange(time, Field::CallerDefault);
+        } else if (from->dataType() == MFNodeType) {
+            MFNode& list = *static_cast<MFNode*>(to);
+            // Held: a copy may change the source's lists on the way.
+            std::vector<SmartPtr<Node>> targets;
+            for (const NodeLink& link : static_cast<MFNode*>(from)->getValue())
+                targets.emplace_back(link.rawNode());
+            for (const SmartPtr<Node>& target : targets) {
+                if (!mayFollow(target.get())) {
+                    list.addChild(nullptr);  // positions stay
+                    continue;
+                }
+                target->getProc()->copy(action);
+                list.addChild(action.lastCopy());
+            }
+            to->processValueChange(time, Field::CallerDefault);
+        } else if (to->type() != PartEventIn && to->type() != PartEventOut) {
+            if (to->setValueByField(*from, nullptr))
+                to->processValueChange(time, Field::CallerDefault);
+        }
+    }
+    if (!(action.paramMask() & CopyAction::CopyRoutes)) return;
+    auto collect = [&](const EventSlot* slot) {
+        if (!slot) return;
+        for (Route* route : slot->routes()) {
+            if (proto && (route->type() & Route::IS) &&
+                route->source().field().getNode()->getNameSpace() !=
+                    route->target().field().getNode()->getNameSpace())
+                continue;
+            action.routeSet().insert(route);
+        }
+    };
+    for (Field* field : node.fieldVec())
+        if (field) collect(field->inSlot());
+    for (Field* field : node.fieldVec())
+        if (field) collect(field->outSlot());
 }
 
 bool NodeProc::mergeNode(Node& other, NodeType* type) {

@@ -16,6 +16,7 @@ namespace Kalvex {
 
 class Field;
 class MFString;
+class CopyAction;
 class NameSpaceTransferAction;
 class NodeLink;
 class NodeNameSpace;
@@ -104,6 +105,9 @@ class NodeProc : public AttachmentBag {
     void updateLogFeatureMask();
     void setupChildNameSpace();
     void transferNameSpace(NameSpaceTransferAction& action);
+    // Copies the node into the action's new scope, its node fields' targets with it, and
+    // leaves the result in the action's last copy; the routes met are collected.
+    void copy(CopyAction& action);
 
     // Text dictionaries.
     static int findDic(const StringDic* dic, const std::string& text);
@@ -117,6 +121,8 @@ class NodeProc : public AttachmentBag {
   protected:
     // A new row's field: made, bound, given its default and appended to the node.
     NodePartDesc* appendPart(NodePartDesc* desc);
+    // The field values and links of a new copy of the node, and the routes met.
+    void copyFields(CopyAction& action, Node& copy);
 
     PartDescMap* _partDescMap;
     Node& _node;
