@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <string>
+#include <typeinfo>
 
 #include "kalvex/fields/FieldImpl.h"
 #include "kalvex/object/Logging.h"
@@ -95,9 +96,9 @@ template <class Base, class Codec>
 bool FieldImpl<Base, Codec>::setValueByField(const Field& other, ConvertParam* param) {
     if constexpr (requires(Base & f) { Codec::setField(f, other, param); })
         return Codec::setField(*this, other, param);
-    // The same class: a plain copy, whatever the mode. The classes are final and their data
-    // type numbers unique, so the number identifies the class.
-    if (other.dataType() == this->dataType()) {
+    // The same class: a plain copy, whatever the mode. The classes are final and each has its
+    // own data type; the type identity tells without the two virtual calls the number takes.
+    if (typeid(other) == typeid(*this)) {
         if (&other == this) return true;
         const Base& same = static_cast<const Base&>(other);
         if constexpr (Base::kFieldDep && !Base::kSingle)

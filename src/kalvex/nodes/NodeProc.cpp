@@ -495,11 +495,6 @@ bool NodeProc::checkReleaseType(ReleaseType type) const {
 
 // --- change handling ---------------------------------------------------------------------------
 
-void NodeProc::fieldChanged(Node&, Field& field, const TimeStamp&, Field*) {
-    const NodePartDesc* desc = field.getDesc();
-    if (!desc || desc->ID == 0) updateLogFeatureMask();
-}
-
 void NodeProc::exportEvent(const TimeStamp& time, EventOutSlot& slot, Field& field) {
     if (NodeNameSpace* scope = _node.getNameSpace())
         scope->transferEventFromExport(time, field, slot);

@@ -96,7 +96,12 @@ class NodeProc : public AttachmentBag {
     float contextFValue(unsigned int id) const;
     std::string contextSValue(unsigned int id) const;
 
-    void fieldChanged(Node& node, Field& field, const TimeStamp& time, Field* source);
+    // The plain behaviour reacts to its log feature words only. Inline: every routed event
+    // passes here.
+    void fieldChanged(Node&, Field& field, const TimeStamp&, Field*) {
+        const NodePartDesc* desc = field.getDesc();
+        if (!desc || desc->ID == 0) updateLogFeatureMask();
+    }
     // An event of an exported node, handed to its scope's import and export machinery.
     void exportEvent(const TimeStamp& time, EventOutSlot& slot, Field& field);
     NodePartMask extNodePartMask() const;
