@@ -13,7 +13,7 @@ class EventInSlot;
 class EventOutSlot;
 class Field;
 class Route;
-struct ConvertParam;
+class ConvertParam;
 
 // The point where a field meets routes. A field owns its slots and makes them on demand; the
 // slot's subject is made when somebody asks for it. Delivery is one synchronous, depth-first
