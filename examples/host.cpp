@@ -1,6 +1,8 @@
-// A minimal host: start the system, load a small scene of the example node library through a
-// loader, join its nodes with routes, run a few frames in which a frame observer advances the
-// time and sends an event, print what arrives through the routes, stop.
+// A minimal host: start the system, take its settings from the environment (KCP_<name>) and the
+// command line (--name=value or --name value; --help lists them), load a small scene of the
+// example node library through a loader, join its nodes with routes, run a few frames in which a
+// frame observer advances the time and sends an event, print what arrives through the routes,
+// stop. Words of the command line without a dash are URLs the loader reads ("example:scene").
 
 #include <kalvex/Kalvex.h>
 
@@ -8,6 +10,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "ExampleLoader.h"
 #include "ExampleNodes.h"
@@ -25,6 +28,15 @@ class Announcer : public Observer {
     }
 };
 
+// Applies the parameters that changed on the context's setup node. The synchronisation pass
+// does this for every changed node once the library has one; until then the host does it.
+void applySettings(Context& context) {
+    ContextSetup* setup = context.getSetup();
+    if (!setup || setup->_changedMask.isZero()) return;
+    setup->getProc()->nodeChanged(context.getTimeStamp(), setup->_changedMask);
+    setup->_changedMask = NodePartMask(0);
+}
+
 // The frame: advances the context's time, grows the mover with it and sends one increment
 // event into the counter.
 class Frame : public Observer {
@@ -35,6 +47,7 @@ class Frame : public Observer {
           _mover(mover),
           _counter(counter) {}
     void notify(const TimeStamp& time, BaseObject*, BaseObject*, BaseObject*) override {
+        applySettings(_context);
         ++frames;
         std::printf("host: frame %d at t=%.3f\n", frames, time);
         const float grow = 1.0f + float(time);
@@ -78,6 +91,17 @@ void printNode(const Node& node, int depth) {
     for (const Node* child : children) printNode(*child, depth + 1);
 }
 
+// Whether the command line asked for the usage, which the failed parameter prints.
+bool wantsHelp(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        std::string word(argv[i]);
+        if (word.rfind('-', 0) != 0) continue;
+        word.erase(0, word.find_first_not_of('-'));
+        if (word == "help" || word == "h") return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -97,6 +121,18 @@ int main(int argc, char** argv) {
     context->setName("main");
     context->setFrameRate(60.0);
     system.addContext(*context);
+    // Settings: the declared defaults, which KCP_<name> replaced, then the command line.
+    context->createSetup();
+    std::vector<Context*> urls;
+    if (!Context::createContextVec(argc, argv, *context->getSetup(), urls, true)) {
+        for (Context* loaded : urls) SmartPtr<Context> drop(loaded);
+        system.removeContext(*context);
+        context = nullptr;
+        system.exit();
+        return wantsHelp(argc, argv) ? 0 : 2;
+    }
+    applySettings(*context);
+    for (Context* loaded : urls) context->load(*loaded, Context::LoadAdd);
     if (!context->load("example", "mover=Transform follower=Transform ticks=Counter paint=Material",
                        Context::LoadAdd)) {
         std::printf("host: the scene could not be loaded\n");

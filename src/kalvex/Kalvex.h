@@ -54,3 +54,4 @@
 #include "kalvex/platform/osg/Plane.h"
 #include "kalvex/platform/osg/Quaternion.h"
 #include "kalvex/platform/osg/Vector.h"
+#include "kalvex/platform/rayxt/Intersect.h"

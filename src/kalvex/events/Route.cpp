@@ -87,7 +87,7 @@ Route* Route::create(EventOutSlot& from, EventInSlot& to, Type type) {
     if (fromType == toType || isWildcard(fromType) || isWildcard(toType))
         return new Route(from, to, type);
     // Only the source side's context decides.
-    const Context* context = nodeOf(from).context();
+    Context* context = nodeOf(from).context();
     if (context && context->paramBValue(_forceSingleDataTypeRouteID)) {
         KWARNING("Invalid type mismatch in Route::create(): \n");
         from.dump();

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <sstream>
 
+#include "kalvex/fields/FieldClasses.h"
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodePartDesc.h"
 #include "kalvex/nodes/NodeProc.h"
@@ -31,25 +32,28 @@ ParamTable& paramTable() {
     return *instance;
 }
 
-// A parameter's value read from its text by the rules of the typed readers.
+// A parameter's value as its field holds it, for the typed readers.
 struct ParamValue {
-    NodePartDataType type;
-    const NodePartDesc* row;
+    NodePartDataType type = NoDataType;
+    const Field* field = nullptr;
     std::string text;
 
     long integer() const { return std::strtol(text.c_str(), nullptr, 10); }
     double real() const { return std::strtod(text.c_str(), nullptr); }
 };
 
-bool readParam(const Context& context, unsigned int id, ParamValue& out) {
-    const NodePartDesc* row = Context::paramDesc(id);
-    if (!row) {
+bool readParam(Context& context, unsigned int id, ParamValue& out) {
+    const Field* field = context.paramField(id);
+    if (!field) {
         KFATAL("No valid context ID ( %p.%d )\n", static_cast<const void*>(&context), int(id));
         return false;
     }
-    out.type = row->dataType;
-    out.row = row;
-    out.text = row->defaultValue;
+    out.type = field->dataType();
+    out.field = field;
+    if (out.type == SFStringType)
+        out.text = static_cast<const SFString*>(field)->getValue();
+    else if (out.type != SFBoolType && out.type != SFInt32Type && out.type != SFFloatType)
+        out.text = field->strValue();
     return true;
 }
 
@@ -549,67 +553,160 @@ unsigned int Context::paramCount() {
     return table.rows ? unsigned(table.rows->size()) : 0;
 }
 
-bool Context::paramBValue(unsigned int id) const {
+Field* Context::paramField(unsigned int id) {
+    if (!_setup) createSetup();
+    const unsigned int rows = paramCount();
+    ContextSetupProc* proc = _setup->getContextSetupProc();
+    if (proc && id < rows && _setup->partDescCount() - 2 < rows) proc->updateParamFieldMaps();
+    if (Field* field = _setup->getField(id + 2)) return field;
+    KFATAL("Could not return ContextSetup field %d/%d\n", int(id), int(rows));
+    return nullptr;
+}
+
+Field* Context::paramField(const std::string& name) {
+    if (!_setup) createSetup();
+    return _setup->findField(name, Node::SearchAllNames);
+}
+
+bool Context::paramBValue(unsigned int id) {
     ParamValue value;
     if (!readParam(*this, id, value)) return false;
     switch (value.type) {
         case SFBoolType:
-            return value.text == "TRUE";
+            return static_cast<const SFBool*>(value.field)->getValue();
+        case SFInt32Type:
+            return static_cast<const SFInt32*>(value.field)->getValue() != 0;
         case SFFloatType:
-            return long(value.real()) != 0;
+            return long(static_cast<const SFFloat*>(value.field)->getValue()) != 0;
         default:
             return value.integer() != 0;
     }
 }
 
-int Context::paramIValue(unsigned int id) const {
+int Context::paramIValue(unsigned int id) {
     ParamValue value;
     if (!readParam(*this, id, value)) return 0;
     switch (value.type) {
         case SFBoolType:
-            return value.text == "TRUE" ? 1 : 0;
+            return static_cast<const SFBool*>(value.field)->getValue() ? 1 : 0;
+        case SFInt32Type:
+            return static_cast<const SFInt32*>(value.field)->getValue();
         case SFFloatType:
-            return int(value.real());
-        case SFStringType:
-            if (value.row->valueRestriction == RestrictionList) {
-                const auto& list = value.row->valueList;
+            return int(static_cast<const SFFloat*>(value.field)->getValue());
+        case SFStringType: {
+            const NodePartDesc* desc = value.field->getDesc();
+            if (desc && desc->valueRestriction == RestrictionList) {
+                const auto& list = desc->valueList;
                 for (size_t i = 0; i < list.size(); ++i)
                     if (list[i] == value.text) return int(i);
                 return 0;
             }
             return int(value.integer());
+        }
         default:
             return int(value.integer());
     }
 }
 
-float Context::paramFValue(unsigned int id) const {
+float Context::paramFValue(unsigned int id) {
     ParamValue value;
     if (!readParam(*this, id, value)) return 0.0f;
     switch (value.type) {
         case SFBoolType:
-            return value.text == "TRUE" ? 1.0f : 0.0f;
+            return static_cast<const SFBool*>(value.field)->getValue() ? 1.0f : 0.0f;
+        case SFInt32Type:
+            return float(static_cast<const SFInt32*>(value.field)->getValue());
         case SFFloatType:
+            return static_cast<const SFFloat*>(value.field)->getValue();
         case SFStringType:
             return float(value.real());
         default:
+            // Other types read their text as an integer, not as a real number.
             return float(value.integer());
     }
 }
 
-std::string Context::paramSValue(unsigned int id) const {
+std::string Context::paramSValue(unsigned int id) {
     ParamValue value;
     if (!readParam(*this, id, value)) return std::string();
     switch (value.type) {
         case SFBoolType:
-            return value.text == "TRUE" ? "TRUE" : "FALSE";
+            return static_cast<const SFBool*>(value.field)->getValue() ? "TRUE" : "FALSE";
         case SFInt32Type:
-            return std::to_string(value.integer());
+            return std::to_string(static_cast<const SFInt32*>(value.field)->getValue());
         case SFFloatType:
-            return streamText(value.real());
+            return streamText(static_cast<const SFFloat*>(value.field)->getValue());
         default:
             return value.text;
     }
+}
+
+// --- command line ------------------------------------------------------------------------------
+
+namespace {
+
+void printUsage(const char* program) {
+    KLOG("%s usage: \n", program);
+    for (unsigned int id = 0;; ++id) {
+        const NodePartDesc* row = Context::paramDesc(id);
+        if (!row) break;
+        KLOG("  --%s %s (%s)\n", row->name.c_str(), row->defaultValue.c_str(),
+             row->_valueType.c_str());
+        KLOG("    %s\n", row->description.c_str());
+    }
+}
+
+// Sets one parameter from its text; false when no field came or the field refused the text.
+bool setParam(ContextSetup& setup, const std::string& name, const char* value, bool verbose) {
+    Field* field = setup.findField(name, Node::SearchAllNames);
+    if (!field) return false;
+    const bool valid = field->setAndValidateValueByStr(value, verbose);
+    field->processValueChange(0.0, Field::CallerDefault);
+    return valid;
+}
+
+}  // namespace
+
+bool Context::createContextVec(int argc, char** argv, ContextSetup& setup,
+                               std::vector<Context*>& contexts, bool verbose) {
+    const char* program = argc > 0 && argv && argv[0] ? argv[0] : "";
+    for (int i = 1; i < argc; ++i) {
+        const char* word = argv[i];
+        if (!word) continue;
+        if (word[0] != '-') {
+            Context* context = create(std::string(word));
+            if (!context) {
+                if (verbose) KFATAL("Could not load URL: %s\n", word);
+                return false;
+            }
+            contexts.push_back(context);
+            continue;
+        }
+        std::string rest(word);
+        rest.erase(0, rest.find_first_not_of('-') == std::string::npos
+                          ? rest.size()
+                          : rest.find_first_not_of('-'));
+        const size_t equals = rest.find('=');
+        if (equals != std::string::npos && equals + 1 < rest.size()) {
+            const std::string name = rest.substr(0, equals);
+            const std::string value = rest.substr(equals + 1);
+            // This form never stops the walk: a refused value is passed over.
+            if (setParam(setup, name, value.c_str(), verbose))
+                KINFO("Valid parameter set: %s/%s\n", name.c_str(), value.c_str());
+            continue;
+        }
+        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
+        if (!value || !setParam(setup, rest, value, verbose)) {
+            if (verbose) {
+                KFATAL("Invalid param/value: >%s/%s<\n", rest.c_str(), value ? value : "");
+                printUsage(program);
+            }
+            return false;
+        }
+        KINFO("Valid parameter set: %s/%s\n", rest.c_str(), value);
+        ++i;
+    }
+    return true;
 }
 
 }  // namespace Kalvex

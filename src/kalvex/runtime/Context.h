@@ -18,6 +18,7 @@
 namespace Kalvex {
 
 class ContextSetup;
+class Field;
 class Node;
 class NodePartDesc;
 class NodeType;
@@ -182,14 +183,30 @@ class Context : public AttachmentBag {
     static NodePartDesc* paramDesc(unsigned int id);
     static unsigned int paramCount();
 
-    // The value of a parameter. Until contexts hold a setup node with values of their own,
-    // every context reads the declared default (with its KCP_ override).
-    bool paramBValue(unsigned int id) const;
-    int paramIValue(unsigned int id) const;
-    float paramFValue(unsigned int id) const;
-    std::string paramSValue(unsigned int id) const;
+    // The field of a parameter on this context's setup node, which is made on first access; a
+    // node made before a plug-in declared more parameters gets their fields here. Null with a
+    // fatal message for an id past the table.
+    Field* paramField(unsigned int id);
+    // Any non-empty name gives a field: one that nobody has declared yet waits in the setup
+    // node's store until somebody does.
+    Field* paramField(const std::string& name);
+    // The value of a parameter, converted from the type of its field; false, 0, 0.0 or empty
+    // for an id past the table.
+    bool paramBValue(unsigned int id);
+    int paramIValue(unsigned int id);
+    float paramFValue(unsigned int id);
+    std::string paramSValue(unsigned int id);
+
+    // The command line: words without a leading dash are URLs, each loaded into a new context
+    // appended to contexts; "--name=value" and "--name value" set a parameter on setup (one, two
+    // or more dashes alike). False when a URL cannot be loaded or the two-word form fails; with
+    // verbose that failure prints the usage: every declared parameter with its default.
+    static bool createContextVec(int argc, char** argv, ContextSetup& setup,
+                                 std::vector<Context*>& contexts, bool verbose);
 
   protected:
+    friend class ContextSetupProc;
+
     // Drops the root of that entry: its scope loses this context and, with the root's
     // reference, maybe its life.
     void dropRoot(std::map<NodeType*, SmartPtr<Node>>::iterator entry);
