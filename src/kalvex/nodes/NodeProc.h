@@ -14,9 +14,12 @@
 
 namespace Kalvex {
 
+class CollectAction;
 class Field;
+class GenericAction;
 class MFString;
 class NameSpaceTransferAction;
+class SynchronizeAction;
 class NodeLink;
 class NodeNameSpace;
 class NodeType;
@@ -104,6 +107,14 @@ class NodeProc : public AttachmentBag {
     void updateLogFeatureMask();
     void setupChildNameSpace();
     void transferNameSpace(NameSpaceTransferAction& action);
+    // The walks. traverse and collect leave out what the action's filters skip and stop at a
+    // node on the current path; they follow raw link targets, except that traverse walks what
+    // the action's pre gives. synchronize runs childChanged and nodeChanged by the node's
+    // change flags, descends from nodes whose children or descendants changed, and clears the
+    // flags and the changed mask.
+    void traverse(GenericAction& action);
+    void collect(CollectAction& action);
+    void synchronize(SynchronizeAction& action);
 
     // Text dictionaries.
     static int findDic(const StringDic* dic, const std::string& text);
