@@ -111,7 +111,12 @@ class NodeProc : public AttachmentBag {
     // node on the current path; they follow raw link targets, except that traverse walks what
     // the action's pre gives. synchronize runs childChanged and nodeChanged by the node's
     // change flags, descends from nodes whose children or descendants changed, and clears the
-    // flags and the changed mask.
+    // flags and the changed mask; with statistics on, every visit past the visited test is
+    // counted, also one that called nothing.
+    //
+    // traverse and synchronize walk a snapshot of the children, each held by a reference
+    // while the walk is below it: a child that a callback unlinks during the pass is still
+    // visited in that pass, and one linked during the pass is left for the next.
     void traverse(GenericAction& action);
     void collect(CollectAction& action);
     void synchronize(SynchronizeAction& action);

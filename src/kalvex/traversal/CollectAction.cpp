@@ -1,5 +1,7 @@
 #include "kalvex/traversal/CollectAction.h"
 
+#include <iterator>
+
 #include "kalvex/nodes/Node.h"
 #include "kalvex/nodes/NodeType.h"
 #include "kalvex/object/Logging.h"
@@ -16,8 +18,15 @@ void CollectAction::addNodeType(NodeType& type) {
 
 void CollectAction::countNode(Node& node) {
     const NodeType& type = node.getType();
-    for (auto& [entryType, nodes] : _nodeMap)
-        if (entryType && type.isA(*entryType)) ++nodes[&node].count;
+    for (auto& [entryType, nodes] : _nodeMap) {
+        if (!entryType || !type.isA(*entryType)) continue;
+        // Nodes made one after the other tend to be met in the order of their addresses: a
+        // node above the last one goes in at the end without a search down the tree.
+        if (nodes.empty() || nodes.key_comp()(std::prev(nodes.end())->first, &node))
+            nodes.emplace_hint(nodes.end(), &node, Counter{1});
+        else
+            ++nodes[&node].count;
+    }
 }
 
 unsigned int CollectAction::fillNodeVec(NodeType& type, std::vector<Node*>& nodes,
