@@ -326,8 +326,13 @@ namespace {
 // The walk of collect, from node to node: collect is not virtual, so the walk need not pass
 // through each node's behaviour object, which would cost a cache miss a node.
 void collectNode(Node& node, CollectAction& action, uint32_t options) {
-    if (action.isSkipNode(node)) return;
-    action.visitingSet().insert(&node);
+    // isSkipNode's three tests, with the path test and the entry into the path as one search:
+    // the tests have no effects, so their order does not change the answer.
+    if (uint32_t(node.creator()) & action.skipCreateMask()) return;
+    if (const std::vector<NodeType*>* skipTypes = action.skipTypeVec())
+        for (NodeType* type : *skipTypes)
+            if (type && node.getType().isA(*type)) return;
+    if (!action.visitingSet().insert(&node)) return;
     if (!(options & CollectAction::CollectNamedOnly) || node.hasName()) action.countNode(node);
     const bool declaredOnly = (options & CollectAction::CollectDeclaredOnly) != 0;
     // The type's rows say which fields hold links, so that value fields are not touched; a
