@@ -45,7 +45,10 @@
 #include "kalvex/runtime/Licence.h"
 #include "kalvex/runtime/System.h"
 
+#include "kalvex/traversal/CollectAction.h"
+#include "kalvex/traversal/GenericAction.h"
 #include "kalvex/traversal/NameSpaceTransferAction.h"
+#include "kalvex/traversal/SynchronizeAction.h"
 #include "kalvex/traversal/TraversAction.h"
 
 #include "kalvex/platform/osg/Color.h"

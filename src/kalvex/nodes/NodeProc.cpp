@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cstdlib>
 
 #include "kalvex/events/EventSlot.h"
@@ -18,7 +19,10 @@
 #include "kalvex/runtime/System.h"
 #include "kalvex/scopes/NodeNameSpace.h"
 #include "kalvex/traversal/CopyAction.h"
+#include "kalvex/traversal/CollectAction.h"
+#include "kalvex/traversal/GenericAction.h"
 #include "kalvex/traversal/NameSpaceTransferAction.h"
+#include "kalvex/traversal/SynchronizeAction.h"
 
 namespace Kalvex {
 
@@ -283,7 +287,7 @@ void NodeProc::copy(CopyAction& action) {
     if (const std::vector<NodeType*>* skipped = action.skipTypeVec())
         for (NodeType* type : *skipped)
             if (type && node.getType().isA(*type)) return;
-    std::set<Node*>& visiting = action.visitingSet();
+    VisitingSet& visiting = action.visitingSet();
     if (visiting.count(&node)) {
         if (!result) return;
     } else {
@@ -377,6 +381,140 @@ void NodeProc::copyFields(CopyAction& action, Node& copy) {
         if (field) collect(field->inSlot());
     for (Field* field : node.fieldVec())
         if (field) collect(field->outSlot());
+}
+
+// --- walks -------------------------------------------------------------------------------------
+
+namespace {
+
+// The data type of a link field, and NoDataType for any other: the row answers first, so that
+// value fields cost no virtual call on a walk.
+inline int linkKindOf(const Field& field) {
+    const NodePartDesc* desc = field.getDesc();
+    if (desc && !desc->isNodeReference()) return NoDataType;
+    const int kind = field.dataType();
+    return kind == SFNodeType || kind == MFNodeType ? kind : int(NoDataType);
+}
+
+// Appends the raw targets of every link field of node.
+void appendChildren(const Node& node, std::vector<Node*>& out) {
+    for (Field* field : node.fieldVec()) {
+        if (!field) continue;
+        const int kind = linkKindOf(*field);
+        if (kind == SFNodeType) {
+            if (Node* target = static_cast<SFNode*>(field)->rawNode()) out.push_back(target);
+        } else if (kind == MFNodeType) {
+            for (const NodeLink& link : static_cast<MFNode*>(field)->getValue())
+                if (Node* target = link.rawNode()) out.push_back(target);
+        }
+    }
+}
+
+// Seconds since some fixed point, for the statistics of a synchronisation.
+inline double secondsNow() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+}  // namespace
+
+void NodeProc::traverse(GenericAction& action) {
+    if (action.isSkipNode(_node)) return;
+    action.visitingSet().insert(&_node);
+    action.nodeStack().push_back(&_node);
+    std::vector<Node*>& children = action.pushChildList();
+    action.pre(children);
+    // Held while they are walked: the callbacks of a subclass may change the graph.
+    for (Node* child : children)
+        if (child) child->addRef();
+    for (Node* child : children)
+        if (child && child->getProc()) child->getProc()->traverse(action);
+    for (Node* child : children)
+        if (child) child->subRef();
+    action.post();
+    action.popChildList();
+    action.nodeStack().pop_back();
+    action.visitingSet().erase(&_node);
+}
+
+namespace {
+
+// The walk of collect, from node to node: collect is not virtual, so the walk need not pass
+// through each node's behaviour object, which would cost a cache miss a node.
+void collectNode(Node& node, CollectAction& action, uint32_t options) {
+    // isSkipNode's three tests, with the path test and the entry into the path as one search:
+    // the tests have no effects, so their order does not change the answer.
+    if (uint32_t(node.creator()) & action.skipCreateMask()) return;
+    if (const std::vector<NodeType*>* skipTypes = action.skipTypeVec())
+        for (NodeType* type : *skipTypes)
+            if (type && node.getType().isA(*type)) return;
+    if (!action.visitingSet().insert(&node)) return;
+    if (!(options & CollectAction::CollectNamedOnly) || node.hasName()) action.countNode(node);
+    const bool declaredOnly = (options & CollectAction::CollectDeclaredOnly) != 0;
+    // The type's rows say which fields hold links, so that value fields are not touched; a
+    // field whose row is not the type's (a dynamic part) answers for itself.
+    const std::vector<NodePartDesc*>& rows = node.getType().descVec();
+    const Node::FieldVec& fields = node.fieldVec();
+    for (size_t i = 0; i < fields.size(); ++i) {
+        const NodePartDesc* row = i < rows.size() ? rows[i] : nullptr;
+        if (row && !row->isNodeReference()) continue;
+        Field* field = fields[i];
+        if (!field) continue;
+        if (declaredOnly && (!field->getDesc() || field->getDesc()->objExtension())) continue;
+        // Nothing on this walk changes the graph, so the links are read in place.
+        const int kind = linkKindOf(*field);
+        if (kind == SFNodeType) {
+            Node* target = static_cast<SFNode*>(field)->rawNode();
+            if (target && target->getProc()) collectNode(*target, action, options);
+        } else if (kind == MFNodeType) {
+            for (const NodeLink& link : static_cast<MFNode*>(field)->getValue()) {
+                Node* target = link.rawNode();
+                if (target && target->getProc()) collectNode(*target, action, options);
+            }
+        }
+    }
+    action.visitingSet().erase(&node);
+}
+
+}  // namespace
+
+void NodeProc::collect(CollectAction& action) {
+    collectNode(_node, action, action.paramMask());
+}
+
+void NodeProc::synchronize(SynchronizeAction& action) {
+    Node& node = _node;
+    // The visited bit is set while the node is on the path: it stops cycles.
+    if (node._changeFlags & Node::Visited) return;
+    node._changeFlags |= Node::Visited;
+    const TimeStamp& time = action.timeStamp();
+    const bool measure = action.statistics();
+    double enter = 0.0, leave = 0.0;
+    if (!(node._changeFlags & (Node::DescendantChanged | Node::ChildrenChanged))) {
+        if (!node._changedMask.isZero()) {
+            const double start = measure ? secondsNow() : 0.0;
+            nodeChanged(time, node._changedMask);
+            if (measure) leave = secondsNow() - start;
+        }
+    } else {
+        double start = measure ? secondsNow() : 0.0;
+        childChanged(time);
+        if (measure) enter = secondsNow() - start;
+        // A snapshot, held: the callbacks below may change this node's fields.
+        std::vector<Node*>& children = action.pushChildList();
+        appendChildren(node, children);
+        for (Node* child : children) child->addRef();
+        for (Node* child : children)
+            if (child->getProc()) child->getProc()->synchronize(action);
+        for (Node* child : children) child->subRef();
+        action.popChildList();
+        start = measure ? secondsNow() : 0.0;
+        nodeChanged(time, node._changedMask);
+        if (measure) leave = secondsNow() - start;
+    }
+    if (measure) action.countType(&node, enter, leave);
+    node._changeFlags = 0;
+    node._changedMask = NodePartMask(0);
 }
 
 bool NodeProc::mergeNode(Node& other, NodeType* type) {

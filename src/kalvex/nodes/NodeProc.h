@@ -14,10 +14,13 @@
 
 namespace Kalvex {
 
+class CollectAction;
 class Field;
+class GenericAction;
 class MFString;
 class CopyAction;
 class NameSpaceTransferAction;
+class SynchronizeAction;
 class NodeLink;
 class NodeNameSpace;
 class NodeType;
@@ -113,6 +116,19 @@ class NodeProc : public AttachmentBag {
     // Copies the node into the action's new scope, its node fields' targets with it, and
     // leaves the result in the action's last copy; the routes met are collected.
     void copy(CopyAction& action);
+    // The walks. traverse and collect leave out what the action's filters skip and stop at a
+    // node on the current path; they follow raw link targets, except that traverse walks what
+    // the action's pre gives. synchronize runs childChanged and nodeChanged by the node's
+    // change flags, descends from nodes whose children or descendants changed, and clears the
+    // flags and the changed mask; with statistics on, every visit past the visited test is
+    // counted, also one that called nothing.
+    //
+    // traverse and synchronize walk a snapshot of the children, each held by a reference
+    // while the walk is below it: a child that a callback unlinks during the pass is still
+    // visited in that pass, and one linked during the pass is left for the next.
+    void traverse(GenericAction& action);
+    void collect(CollectAction& action);
+    void synchronize(SynchronizeAction& action);
 
     // Text dictionaries.
     static int findDic(const StringDic* dic, const std::string& text);

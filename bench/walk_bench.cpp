@@ -1,0 +1,197 @@
+// Walks over a scene of 100,000 nodes: a complete tree of fan-out 10 whose inner nodes are
+// Groups (every tenth a Transform) and whose leaves are Boxes. Measured: a CollectAction by
+// type (the Transforms, and the Boxes, which fill the result with 90% of the scene) and a
+// SynchronizeAction after 1% of the leaves were marked changed. The baseline is a bare
+// recursive walk that counts one kind of node over a plain C++ tree of the same shape, in
+// the same run. The summary gives ratio_vs_baseline = walk / bare walk (the target is 5 or
+// less).
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "BenchTimes.h"
+#include "ExampleNodes.h"
+#include "kalvex/Kalvex.h"
+
+using namespace Kalvex;
+using namespace KalvexExample;
+
+// Outside the anonymous namespace, so that the walk is not folded into its caller.
+struct PlainNode {
+    int kind = 0;
+    std::vector<PlainNode*> children;
+};
+
+__attribute__((noinline)) size_t bareWalk(const PlainNode* node, int kind) {
+    size_t found = node->kind == kind;
+    for (const PlainNode* child : node->children) found += bareWalk(child, kind);
+    return found;
+}
+
+namespace {
+
+constexpr int kNodes = 100000;
+constexpr int kFan = 10;
+constexpr int kInner = (kNodes - 1) / kFan + ((kNodes - 1) % kFan != 0);  // nodes with children
+constexpr int kMarkEvery = 100;                                           // 1% of the leaves
+
+bool isTransform(int i) {
+    return i < kInner && i % 10 == 0;
+}
+
+// Both trees, built once: node i has the children kFan * i + 1 ... kFan * i + kFan.
+struct Trees {
+    Trees() {
+        init();
+        NodeType::initTypeTree(true);
+        scope = new NodeNameSpace("bench", nullptr, false);
+        std::vector<Node*> nodes(kNodes);
+        plain.resize(kNodes);
+        for (int i = 0; i < kNodes; ++i) {
+            NodeType& type = i >= kInner      ? Box::_type
+                             : isTransform(i) ? Transform::_type
+                                              : Group::_type;
+            nodes[i] = type.createNode(scope.get(), nullptr, CreatorLoader);
+            plain[i] = std::make_unique<PlainNode>();
+            plain[i]->kind = i >= kInner ? 2 : isTransform(i) ? 1 : 0;
+        }
+        root = nodes[0];
+        for (int i = 0; i < kInner; ++i) {
+            for (int c = kFan * i + 1; c <= kFan * i + kFan && c < kNodes; ++c) {
+                static_cast<Group*>(nodes[i])->children().addChild(nodes[c]);
+                plain[i]->children.push_back(plain[c].get());
+            }
+        }
+        for (int i = kInner; i < kNodes; i += kMarkEvery) marked.push_back(nodes[i]);
+        // The first pass clears the marks of building.
+        SynchronizeAction first(0.0);
+        root->getProc()->synchronize(first);
+    }
+    void mark() {
+        for (Node* leaf : marked) static_cast<Box*>(leaf)->size().markChanged();
+    }
+
+    SmartPtr<NodeNameSpace> scope;
+    SmartPtr<Node> root;
+    std::vector<Node*> marked;
+    std::vector<std::unique_ptr<PlainNode>> plain;
+};
+
+Trees& trees() {
+    static Trees* t = new Trees;
+    return *t;
+}
+
+void baselineWalk(benchmark::State& state) {
+    const PlainNode* root = trees().plain[0].get();
+    benchmark::DoNotOptimize(root);
+    size_t found = 0;
+    for (auto _ : state) {
+        found = bareWalk(root, 1);
+        benchmark::DoNotOptimize(found);
+    }
+    if (found != size_t(kInner / 10)) state.SkipWithError("the bare walk lost nodes");
+}
+
+void collectWalk(benchmark::State& state, NodeType& type, size_t expected) {
+    Node* root = trees().root.get();
+    CollectAction action(0.0);
+    std::vector<Node*> nodes;
+    for (auto _ : state) {
+        action.addNodeType(type);
+        root->getProc()->collect(action);
+    }
+    if (action.fillNodeVec(type, nodes, nullptr, true) != expected)
+        state.SkipWithError("the walk lost nodes");
+}
+
+// Time is counted for the walk only, not for marking the leaves.
+void synchronizeWalk(benchmark::State& state) {
+    Trees& t = trees();
+    SynchronizeAction action(0.0);
+    for (auto _ : state) {
+        state.PauseTiming();
+        t.mark();
+        state.ResumeTiming();
+        t.root->getProc()->synchronize(action);
+    }
+    if (t.root->_changeFlags != 0 || !t.marked[0]->_changedMask.isZero())
+        state.SkipWithError("marks were left");
+}
+
+struct Case {
+    const char* name;
+    const char* what;
+};
+const Case kCases[] = {{"collect/transforms", "CollectAction, 1% of the nodes match"},
+                       {"collect/boxes", "CollectAction, 90% of the nodes match"},
+                       {"synchronize", "SynchronizeAction, 1% of the leaves marked"}};
+
+void printSummary(const KalvexBench::TimeCollector& times) {
+    std::printf("\n%-20s %12s %16s %18s  %s\n", "case", "ms/walk", "baseline ms",
+                "ratio_vs_baseline", "what");
+    const char* baseline = "baseline/bare-walk";
+    for (const Case& c : kCases) {
+        if (!times.has(c.name) || !times.has(baseline)) {
+            std::printf("%-20s %12s %16s %18s\n", c.name, "-", "-", "skipped");
+            continue;
+        }
+        const double walk = times.time(c.name) / 1e6, base = times.time(baseline) / 1e6;
+        std::printf("%-20s %12.3f %16.3f %18.2f  %s\n", c.name, walk, base, walk / base, c.what);
+    }
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+// "--count=N": N collect walks, N synchronisations and N bare walks, and stop, for an
+// instruction counter (valgrind --tool=callgrind --toggle-collect=countLoop*), whose figures
+// do not depend on what else the machine is doing.
+__attribute__((noinline)) void countLoopCollect(Node* root, long n) {
+    CollectAction action(0.0);
+    for (long i = 0; i < n; ++i) {
+        action.addNodeType(Transform::_type);
+        root->getProc()->collect(action);
+    }
+}
+
+__attribute__((noinline)) void countLoopSynchronize(Trees& t, long n) {
+    SynchronizeAction action(0.0);
+    for (long i = 0; i < n; ++i) {
+        t.mark();
+        t.root->getProc()->synchronize(action);
+    }
+}
+
+__attribute__((noinline)) void countLoopBaseline(const PlainNode* root, long n) {
+    for (long i = 0; i < n; ++i) benchmark::DoNotOptimize(bareWalk(root, 1));
+}
+
+int main(int argc, char** argv) {
+    if (argc > 1 && std::strncmp(argv[1], "--count=", 8) == 0) {
+        Trees& t = trees();
+        const long n = std::atol(argv[1] + 8);
+        countLoopCollect(t.root.get(), n);
+        countLoopSynchronize(t, n);
+        countLoopBaseline(t.plain[0].get(), n);
+        std::printf("%ld walks of %d nodes each way\n", n, kNodes);
+        return 0;
+    }
+    benchmark::RegisterBenchmark("baseline/bare-walk", baselineWalk);
+    benchmark::RegisterBenchmark("collect/transforms", [](benchmark::State& s) {
+        collectWalk(s, Transform::_type, kInner / 10);
+    });
+    benchmark::RegisterBenchmark(
+        "collect/boxes", [](benchmark::State& s) { collectWalk(s, Box::_type, kNodes - kInner); });
+    benchmark::RegisterBenchmark("synchronize", synchronizeWalk);
+    benchmark::Initialize(&argc, argv);
+    KalvexBench::TimeCollector reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    printSummary(reporter);
+    return 0;
+}
