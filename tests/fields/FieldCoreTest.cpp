@@ -303,8 +303,7 @@ TEST_F(FieldCore, TypePartsIncludeInheritedRows) {
     Field* dynamic = node->addDynamicField(PartField, SFFloatType, "extra", nullptr, nullptr,
                                            nullptr, false, false, true, nullptr);
     ASSERT_NE(dynamic, nullptr);
-    EXPECT_FALSE(dynamic->isNodeTypePart());
-    EXPECT_FALSE(SFFloat(*node).isNodeTypePart());
+    EXPECT_FALSE(dynamic->isNodeTypePart() || SFFloat(*node).isNodeTypePart());
     EXPECT_TRUE(node->removeDynamicField(dynamic->getDesc()->ID));
 }
 
@@ -313,8 +312,8 @@ TEST_F(FieldCore, OutSlotsRouteCountsAndExport) {
     EXPECT_EQ(f.outRouteCount(true, true), 0u);
     f.createOutSlot(false);
     Observer watcher(*f.outSlot()->processEventSubject(), "w");
-    EXPECT_EQ(f.outRouteCount(true, false), 0u);
-    EXPECT_EQ(f.outRouteCount(true, true), 1u);  // observers of the slot count as well
+    EXPECT_EQ(std::make_pair(f.outRouteCount(true, false), f.outRouteCount(true, true)),
+              std::make_pair(0u, 1u));  // observers of the slot count as well
     EXPECT_EQ(f.outSlot()->processEventSubject()->getName(), "level");
     // An exported node gets out slots on send, except for plain fields.
     static const std::string exportName = "probeExport";
