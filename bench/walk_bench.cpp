@@ -1,10 +1,11 @@
 // Walks over a scene of 100,000 nodes: a complete tree of fan-out 10 whose inner nodes are
 // Groups (every tenth a Transform) and whose leaves are Boxes. Measured: a CollectAction by
-// type (the Transforms, and the Boxes, which fill the result with 90% of the scene) and a
-// SynchronizeAction after 1% of the leaves were marked changed. The baseline is a bare
-// recursive walk that counts one kind of node over a plain C++ tree of the same shape, in
-// the same run. The summary gives ratio_vs_baseline = walk / bare walk (the target is 5 or
-// less).
+// type (the Transforms, and the Boxes, which fill the result with 90% of the scene), a
+// SynchronizeAction after 1% of the leaves were marked changed, and a CopyAction of the whole
+// tree into a new name scope (made and let go again). The baselines, in the same run: a bare
+// recursive walk that counts one kind of node over a plain C++ tree of the same shape for the
+// walks, and building (and freeing) that plain tree for the copy. The summary gives
+// ratio_vs_baseline = case / baseline (targets: 5 or less for the walks, 10 for the copy).
 
 #include <benchmark/benchmark.h>
 
@@ -124,24 +125,58 @@ void synchronizeWalk(benchmark::State& state) {
         state.SkipWithError("marks were left");
 }
 
+void baselineBuild(benchmark::State& state) {
+    size_t built = 0;
+    for (auto _ : state) {
+        std::vector<std::unique_ptr<PlainNode>> plain(kNodes);
+        for (int i = 0; i < kNodes; ++i) {
+            plain[i] = std::make_unique<PlainNode>();
+            plain[i]->kind = i >= kInner ? 2 : isTransform(i) ? 1 : 0;
+        }
+        for (int i = 0; i < kInner; ++i)
+            for (int c = kFan * i + 1; c <= kFan * i + kFan && c < kNodes; ++c)
+                plain[i]->children.push_back(plain[c].get());
+        benchmark::DoNotOptimize(plain.data());
+        built = plain[0]->children.size();
+    }
+    if (built != size_t(kFan)) state.SkipWithError("the plain tree lost nodes");
+}
+
+// The copy is made into a scope of its own and let go in the timed part, as the plain tree is.
+void copyTree(benchmark::State& state) {
+    Trees& t = trees();
+    size_t copied = 0;
+    for (auto _ : state) {
+        SmartPtr<NodeNameSpace> target(new NodeNameSpace("copy", nullptr, false));
+        CopyAction action(0.0, *t.scope, *target);
+        t.root->getProc()->copy(action);
+        action.finalize();
+        SmartPtr<Node> copy(action.lastCopy());
+        copied = copy ? static_cast<Group*>(copy.get())->children().size() : 0;
+    }
+    if (copied != size_t(kFan)) state.SkipWithError("the copy lost nodes");
+}
+
 struct Case {
     const char* name;
+    const char* baseline;
     const char* what;
 };
-const Case kCases[] = {{"collect/transforms", "CollectAction, 1% of the nodes match"},
-                       {"collect/boxes", "CollectAction, 90% of the nodes match"},
-                       {"synchronize", "SynchronizeAction, 1% of the leaves marked"}};
+const Case kCases[] = {
+    {"collect/transforms", "baseline/bare-walk", "CollectAction, 1% of the nodes match"},
+    {"collect/boxes", "baseline/bare-walk", "CollectAction, 90% of the nodes match"},
+    {"synchronize", "baseline/bare-walk", "SynchronizeAction, 1% of the leaves marked"},
+    {"copy", "baseline/build", "CopyAction of the whole tree into a new scope"}};
 
 void printSummary(const KalvexBench::TimeCollector& times) {
-    std::printf("\n%-20s %12s %16s %18s  %s\n", "case", "ms/walk", "baseline ms",
-                "ratio_vs_baseline", "what");
-    const char* baseline = "baseline/bare-walk";
+    std::printf("\n%-20s %12s %16s %18s  %s\n", "case", "ms", "baseline ms", "ratio_vs_baseline",
+                "what");
     for (const Case& c : kCases) {
-        if (!times.has(c.name) || !times.has(baseline)) {
+        if (!times.has(c.name) || !times.has(c.baseline)) {
             std::printf("%-20s %12s %16s %18s\n", c.name, "-", "-", "skipped");
             continue;
         }
-        const double walk = times.time(c.name) / 1e6, base = times.time(baseline) / 1e6;
+        const double walk = times.time(c.name) / 1e6, base = times.time(c.baseline) / 1e6;
         std::printf("%-20s %12.3f %16.3f %18.2f  %s\n", c.name, walk, base, walk / base, c.what);
     }
     std::fflush(stdout);
@@ -189,6 +224,8 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark(
         "collect/boxes", [](benchmark::State& s) { collectWalk(s, Box::_type, kNodes - kInner); });
     benchmark::RegisterBenchmark("synchronize", synchronizeWalk);
+    benchmark::RegisterBenchmark("baseline/build", baselineBuild);
+    benchmark::RegisterBenchmark("copy", copyTree);
     benchmark::Initialize(&argc, argv);
     KalvexBench::TimeCollector reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -46,6 +46,7 @@
 #include "kalvex/runtime/System.h"
 
 #include "kalvex/traversal/CollectAction.h"
+#include "kalvex/traversal/CopyAction.h"
 #include "kalvex/traversal/GenericAction.h"
 #include "kalvex/traversal/NameSpaceTransferAction.h"
 #include "kalvex/traversal/SynchronizeAction.h"
