@@ -377,13 +377,18 @@ void Node::shutdown() const {
                getName().c_str());
     else
         notifySubject(nodeSubjects[DeleteObject].load(std::memory_order_acquire), 0.0, &self);
-    // Children lose this parent before the destructor runs.
-    for (Field* field : _fieldVec) {
+    // Children lose this parent before the destructor runs: the link rows of the type, then
+    // the node's own parts.
+    auto unlink = [](Field* field) {
         if (isSFNode(field))
             static_cast<SFNode*>(field)->link().setNode(nullptr);
         else if (isMFNode(field))
             field->clear();
-    }
+    };
+    const unsigned int typeRows = _nodeType->descCount();
+    for (unsigned int id : _nodeType->linkIDs())
+        if (id < _fieldVec.size()) unlink(_fieldVec[id]);
+    for (unsigned int id = typeRows; id < _fieldVec.size(); ++id) unlink(_fieldVec[id]);
 }
 
 void Node::fieldChanged(Field& field, const TimeStamp& time, Field* source) {

@@ -317,12 +317,15 @@ void NodeType::fillNameMaps() {
             KWARNING("There is already a part %s in Type %s\n", key.c_str(), _name.c_str());
         map[key] = desc;
     };
+    _linkIDs.clear();
     for (size_t i = 0; i < _descVec.size(); ++i) {
         NodePartDesc* desc = _descVec[i];
         if (!desc) {
             KFATAL("%s: Invalid 0 entry in _descVec at index %d\n", _name.c_str(), int(i));
             continue;
         }
+        if (desc->dataType == SFNodeType || desc->dataType == MFNodeType)
+            _linkIDs.push_back(unsigned(i));
         const int kind = desc->partType;
         if (kind == PartField || kind == PartExposedField) enter(_fieldMap, desc->name, desc);
         if (kind == PartEventIn || kind == PartExposedField)

@@ -102,6 +102,9 @@ class NodeType : public RefCountObject {
     // The part table; valid after initType.
     const std::vector<NodePartDesc*>& descVec() const { return _descVec; }
     unsigned int descCount() const { return unsigned(_descVec.size()); }
+    // The IDs of the rows that hold links (SFNode and MFNode), in order: what a node's
+    // teardown and walks visit without touching its value fields.
+    const std::vector<unsigned int>& linkIDs() const { return _linkIDs; }
     NodePartDesc* findPartDesc(unsigned int id) const {
         return id < _descVec.size() ? _descVec[id] : nullptr;
     }
@@ -190,6 +193,7 @@ class NodeType : public RefCountObject {
     int32_t _protoDescCount;
     std::list<NodeType*> _derivedTypes;
     std::vector<NodePartDesc*> _descVec;
+    std::vector<unsigned int> _linkIDs;
     DescMap _fieldMap;
     DescMap _inSlotMap;
     DescMap _outSlotMap;
