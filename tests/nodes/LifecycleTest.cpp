@@ -396,7 +396,7 @@ TEST_F(Links, AGroupReplacedByItsOwnChildKeepsTheChild) {
 TEST_F(Links, TheChildWalkGoesThroughEveryNodeFieldInOrder) {
     ProbeNode *p = make("p"), *a = make("a"), *b = make("b"), *c = make("c");
     SmartPtr<Node> box(KalvexExample::Box::_type.createNode(scope.get(), "box", CreatorSystem));
-    for (Node* kid : {nullptr, a, nullptr, b}) p->kids.addChild(kid);
+    for (Node* kid : std::initializer_list<Node*>{nullptr, a, nullptr, b}) p->kids.addChild(kid);
     p->boxes.addChild(box.get());
     p->feed.addChild(c);  // an eventIn counts too
     p->feed.addChild(a);

@@ -172,7 +172,7 @@ TEST_F(Params, CommandLineForms) {
         EXPECT_TRUE(urls.empty());
         EXPECT_EQ(context->paramSValue(level), c.level);
         EXPECT_EQ(context->paramIValue(threads), c.threads);
-        EXPECT_TRUE(log.contains(c.message));
+        EXPECT_TRUE(c.message.empty() || log.contains(c.message));
         // Only a failure prints the usage.
         EXPECT_EQ(log.contains("  --sysLogLevel "), !c.ok && c.words[0] != "noSuchUrl");
     }

@@ -56,7 +56,8 @@ class Copies : public ProbeTest {
 TEST_F(Copies, SharedNodesAreCopiedOnceByNameAndCyclesEndAtOnce) {
     ProbeNode *top = make("top"), *shared = make("shared");
     Node* anonymous = make(nullptr);
-    for (Node* kid : {shared, shared, anonymous, anonymous}) top->kids.addChild(kid);
+    for (Node* kid : std::initializer_list<Node*>{shared, shared, anonymous, anonymous})
+        top->kids.addChild(kid);
     // shared points back at top: the walk meets top again while copying it.
     shared->single.link().setNode(top);
     LogCapture log(osg::LOG_NOTICE);
@@ -97,7 +98,7 @@ TEST_F(Copies, SkippedAndForeignChildrenAndNamesAlreadyThere) {
     ProbeNode* skipped = make("skipped", ProbeNode::_type, nullptr, CreatorRuntime);
     ProbeNode* outside = make("outside", ProbeNode::_type, foreign.get());
     skipped->kids.addChild(make("deep"));
-    for (Node* kid : {first, skipped, outside}) top->kids.addChild(kid);
+    for (Node* kid : std::initializer_list<Node*>{first, skipped, outside}) top->kids.addChild(kid);
     // A skipped child takes the place of the copy before it.
     // clang-format off
     const struct { const char* name; uint32_t set, clear; bool skipByCreator; const char* list; } cases[] = {
