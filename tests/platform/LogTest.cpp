@@ -1,6 +1,5 @@
-// The log: which messages pass the level, what the header looks like for the masks the system
-// uses, the buffer and none types, the module filter and how the environment sets up the global
-// log (checked in a child run of this very program, since the global log reads it once).
+// The log: level filter, headers, log types, module filter, and the environment's set-up of the
+// global log (checked in a child run of this program, since the global log reads it once).
 
 #include <gtest/gtest.h>
 
@@ -32,15 +31,13 @@ TEST(Log, LevelFiltersMessagesAndArgumentsOfDroppedOnes) {
     KalvexTest::LogCapture log(osg::LOG_WARNING);
     int evaluated = 0;
     KINFO("%d\n", ++evaluated);
-    EXPECT_EQ(evaluated, 0);
-    KWARNING("%d\n", ++evaluated);
-    EXPECT_EQ(evaluated, 1);
+    KWARNING("%d\n", evaluated += 10);
+    EXPECT_EQ(evaluated, 10);
 }
 
-// The header of the masks the system uses beside the one of the captures every suite makes
-// (level, module, tab): 0x1000 changes nothing printed, colour wraps the level name only.
+// The whole line for "hello\n" by header mask: 0x1000 changes nothing printed, colour wraps the
+// level name only.
 TEST(Log, LineHasTheHeaderOfTheMask) {
-    // The mask, the level and the whole line for "hello\n" from module Kalvex.
     // clang-format off
     const struct { unsigned int mask; osg::LogLevel level; const char* expected; } cases[] = {
         {0x500a, osg::LOG_WARNING, "WARNING\tKalvex\thello\n"}, {0x400a, osg::LOG_DEBUG, "DEBUG\tKalvex\thello\n"},
@@ -71,9 +68,8 @@ TEST(Log, ModuleFilterDropsTheHeaderOfOtherModules) {
     osg::Log local;
     EXPECT_TRUE(local.checkModule("Kalvex"));
     local.addModuleName("Other");
-    EXPECT_FALSE(local.checkModule("Kalvex"));
-    EXPECT_TRUE(local.checkModule("Other"));
-    EXPECT_FALSE(local.checkModule(nullptr));
+    EXPECT_TRUE(!local.checkModule("Kalvex") && local.checkModule("Other") &&
+                !local.checkModule(nullptr));
     local.setLogType(osg::LOG_BUFFER);
     local.setHeaderElem(0x400a);
     local.message(osg::LOG_WARNING, "Kalvex", __FILE__, __LINE__, "f", "text %d\n", 1);
@@ -91,13 +87,11 @@ TEST(Log, FileTypeWritesToTheFile) {
     local.setHeaderElem(0);
     local.message(osg::LOG_LOG, "Kalvex", __FILE__, __LINE__, "f", "in file\n");
     local.setLogType(osg::LOG_NONE);
-    std::ifstream in(path);
     std::string line;
-    EXPECT_TRUE(std::getline(in, line));
+    std::getline(std::ifstream(path), line);
     std::remove(path.c_str());
     EXPECT_EQ(line, "in file");
-    EXPECT_FALSE(local.setLogFile(""));
-    EXPECT_FALSE(local.setLogFile("/nonexistent-dir/x/y.log"));
+    EXPECT_FALSE(local.setLogFile("") || local.setLogFile("/nonexistent-dir/x/y.log"));
 }
 
 TEST(Log, StreamFormWritesHeaderAndText) {
@@ -112,8 +106,7 @@ TEST(Log, StreamFormWritesHeaderAndText) {
     EXPECT_EQ(log.text(), "WARNING\tKalvex\tstreamed 7\nINFO\tKalvex\tunchecked\n");
 }
 
-// Child side: prints how the global log came up from the environment. Only active in a child
-// run started by LogEnvironment below (disabled in normal runs).
+// Child side, run only by LogEnvironment below: how the global log came up.
 TEST(LogEnvProbe, DISABLED_Report) {
     if (!std::getenv("KALVEX_TEST_LOG_PROBE")) return;
     osg::Log& log = osg::osgLog();
@@ -142,10 +135,9 @@ TEST(LogEnvironment, LevelAndTypeAreReadAtFirstUse) {
     // clang-format off
     const std::pair<std::string, const char*> cases[] = {
         {"", "level=2 type=2"},  // warning on stderr
-        {"KALVEX_LOG_LEVEL=info", "level=4 type=2"}, {"KALVEX_LOG_LEVEL=DEBUG", "level=5 type=2"},
-        {"KALVEX_LOG_LEVEL=9", "level=5 type=2"}, {"KALVEX_LOG_LEVEL=-3", "level=0 type=2"},
-        {"KALVEX_LOG_LEVEL=loud", "level=2 type=2"}, {"KALVEX_LOG_TYPE=BUFFER", "level=2 type=4"},
-        {"KALVEX_LOG_TYPE=none", "level=2 type=0"}, {"KALVEX_LOG_TYPE=chatty", "level=2 type=2"},
+        {"KALVEX_LOG_LEVEL=info", "level=4 type=2"}, {"KALVEX_LOG_LEVEL=9", "level=5 type=2"},
+        {"KALVEX_LOG_LEVEL=-3", "level=0 type=2"}, {"KALVEX_LOG_LEVEL=loud", "level=2 type=2"},
+        {"KALVEX_LOG_TYPE=BUFFER", "level=2 type=4"}, {"KALVEX_LOG_TYPE=none", "level=2 type=0"},
         {"KALVEX_LOG_TYPE=file", "level=2 type=2"},  // no file name: stays on stderr
         {"KALVEX_LOG_TYPE=file KALVEX_LOG_FILE='" + logFile + "'", "level=2 type=3"}};
     // clang-format on

@@ -1,6 +1,5 @@
-// The math stand-ins. Vectors, colours and planes: their text (field output builds on it),
-// tolerance and geometry. Matrices and quaternions: multiplication order, inverse, matrix
-// functions and the round trips between axis/angle, quaternion and matrix.
+// The math stand-ins: text, tolerance and geometry of vectors, colours and planes; matrices and
+// quaternions: order, inverse, matrix functions, axis/angle-quaternion-matrix round trips.
 
 #include <gtest/gtest.h>
 
@@ -40,7 +39,6 @@ TEST(MathText, VectorsColoursAndPlanesWriteTheirFixedForm) {
     std::ostringstream wide;
     wide << std::setw(4) << Vec3f(1, 2, 3);  // a width applies to the first component only
     const Vec4d d(1.0 / 3, -2.0 / 7, 12345.678901234, 0);
-    const Color4f c(0.1f, 0.2f, 0.3f, 0.4f);
     // clang-format off
     const std::pair<std::string, std::string> cases[] = {
         {text(Vec4f(0.1f, 0, -7, 1e6f), 6), "0.100000, 0.000000, -7.000000, 1000000.000000"},
@@ -48,9 +46,7 @@ TEST(MathText, VectorsColoursAndPlanesWriteTheirFixedForm) {
         {text(Color3f(0.5f, 0.25f, 1)), "0.5 0.25 1"}, {text(Color4f(1, 0, 0, 0.5f), 2), "1.00 0.00 0.00 0.50"},
         {text(Plane(Vec3f(0, 0, 2), 5)), "0, 0, 1:5"}, {text(Plane(Vec3f(1, 0, 0), Vec3f(3, 4, 5))), "1, 0, 0:3"},
         {text(Plane(Vec3f(0, 1, 0), -2.5f), 6), "0.000000, 1.000000, 0.000000:-2.500000"},
-        // Enough digits read back exactly, not merely within 1e-6.
-        {text(read<Vec4d>(text(d, 17)), 17), text(d, 17)},
-        {text(read<Color4f>(text(c, 9)), 9), text(c, 9)},
+        {text(read<Vec4d>(text(d, 17)), 17), text(d, 17)},  // read back exactly, not within 1e-6
     };
     // clang-format on
     for (const auto& [got, want] : cases) EXPECT_EQ(got, want);
@@ -80,7 +76,7 @@ TEST(MathEquality, ToleranceOrderAndConversions) {
     // clang-format off
     const std::pair<bool, bool> cases[] = {
         {Vec3f(1, 2, 3) == Vec3f(1 + 5e-7f, 2, 3), true}, {Vec3f(1, 2, 3) == Vec3f(1, 2, 3 + 3e-6f), false},
-        {Vec2d(1, 2) == Vec2d(1, 2 + 1.1e-6), false}, {Color4f(1, 1, 1, 1) == Color4f(1, 1, 1, 0.99f), false},
+        {Color4f(1, 1, 1, 1) == Color4f(1, 1, 1, 0.99f), false},
         // A plane's distance must match exactly; only its normal has the tolerance.
         {Plane(Vec3f(0, 0, 1), 2) == Plane(Vec3f(5e-7f, 0, 1), 2), true},
         {Plane(Vec3f(0, 0, 1), 2) == Plane(Vec3f(0, 0, 1), 2.00000024f), false},
@@ -98,8 +94,7 @@ TEST(MathEquality, ToleranceOrderAndConversions) {
 TEST(MathVector, CrossDotLengthAndAngles) {
     // clang-format off
     const struct { Vec3f a, b, cross; float dot; } cases[] = {
-        {Vec3f(1, 0, 0), Vec3f(0, 1, 0), Vec3f(0, 0, 1), 0}, {Vec3f(0, 1, 0), Vec3f(1, 0, 0), Vec3f(0, 0, -1), 0},
-        {Vec3f(1, 2, 3), Vec3f(4, 5, 6), Vec3f(-3, 6, -3), 32}, {Vec3f(2, 2, 2), Vec3f(1, 1, 1), Vec3f(0, 0, 0), 6},
+        {Vec3f(0, 1, 0), Vec3f(1, 0, 0), Vec3f(0, 0, -1), 0}, {Vec3f(1, 2, 3), Vec3f(4, 5, 6), Vec3f(-3, 6, -3), 32},
     };
     // clang-format on
     for (const auto& c : cases) {
@@ -124,7 +119,6 @@ TEST(MathPlane, ThroughThreePoints) {
         {Vec3f(0, 0, 5), Vec3f(1, 0, 5), Vec3f(0, 1, 5), Vec3f(0, 0, 1), 5},
         {Vec3f(0, 0, 5), Vec3f(0, 1, 5), Vec3f(1, 0, 5), Vec3f(0, 0, -1), -5},  // reversed: turned over
         {Vec3f(2, 0, 0), Vec3f(0, 2, 0), Vec3f(0, 0, 2), Vec3f(0.57735027f, 0.57735027f, 0.57735027f), 1.1547005f},
-        {Vec3f(1, -1, 3), Vec3f(4, 0, 3), Vec3f(2, 7, 3), Vec3f(0, 0, 1), 3},
     };
     // clang-format on
     for (const auto& c : cases) {
@@ -269,7 +263,7 @@ TEST(MathMatrixFunctions, InverseSqrtAndTextRoundTrips) {
 
 TEST(MathMatrixFunctions, LogExpRoundTrip) {
     for (const Matrix& m :
-         {translation(1, -2, 3), rotation(Vec3f(1, 2, 3), 3.0f), scaling(2, 0.5f, 3),
+         {rotation(Vec3f(1, 2, 3), 3.0f), scaling(2, 0.5f, 3),
           translation(4, 5, 6) * rotation(Vec3f(1, 0, 1), 2.0f) * scaling(1.5f, 1.5f, 1.5f)}) {
         Matrix l, back, viaConst;
         ASSERT_TRUE(l.logOf(m) && back.expOf(l) && m.log(viaConst)) << m;
@@ -287,7 +281,6 @@ TEST(MathMatrixFunctions, LogExpRoundTrip) {
 TEST(MathMatrixTransform, GetTransformRecomposesTheMatrix) {
     // clang-format off
     const struct { Vec3f t; Quaternion r; Vec3f s; Quaternion so; } cases[] = {
-        {Vec3f(0, 0, 0), Quaternion(Vec3f(0, 1, 0), 0.7f), Vec3f(2, 3, 4), Quaternion()},
         {Vec3f(-5, 1, 0), Quaternion(Vec3f(1, 1, 0), 2.0f), Vec3f(0.5f, 1, 3), Quaternion(Vec3f(0, 0, 1), 0.4f)},
         {Vec3f(3, 3, 3), Quaternion(Vec3f(1, 2, 3), -1.0f), Vec3f(-1, 2, 2), Quaternion(Vec3f(1, 0, 0), 1.1f)},
     };
@@ -312,7 +305,7 @@ TEST(MathMatrixTransform, GetTransformRecomposesTheMatrix) {
 TEST(MathQuaternion, AxisAngleMatrixRoundTrip) {
     // clang-format off
     const std::pair<Vec3f, float> cases[] = {
-        {Vec3f(0, 0, 1), 0.5f}, {Vec3f(1, 1, 0), 2.0f}, {Vec3f(0, -1, 0), 3.0f}, {Vec3f(1, 2, 3), 0.01f},
+        {Vec3f(1, 1, 0), 2.0f}, {Vec3f(0, -1, 0), 3.0f}, {Vec3f(1, 2, 3), 0.01f},
         {Vec3f(1, 0, 0), Pi}, {Vec3f(0, 1, 0), Pi}, {Vec3f(0, 0, 1), Pi}};  // half turns: largest-diagonal branch
     // clang-format on
     for (const auto& [axisIn, angleIn] : cases) {
@@ -330,8 +323,7 @@ TEST(MathQuaternion, AxisAngleMatrixRoundTrip) {
         q.multVec(v, byQuat);
         m.multMatrixVec(v, byMatrix);
         Quaternion(m).multVec(v, byBack);
-        EXPECT_TRUE(byQuat.equals(byMatrix, 1e-5f) && byBack.equals(byQuat, 1e-5f))
-            << byQuat << " / " << byMatrix << " / " << byBack;
+        EXPECT_TRUE(byQuat.equals(byMatrix, 1e-5f) && byBack.equals(byQuat, 1e-5f)) << byQuat;
     }
     // A zero axis gives the identity, read back as angle 0 about z.
     Vec3f axis;
@@ -347,9 +339,8 @@ TEST(MathQuaternion, MultFromToSlerpAndText) {
     left.multLeft(q1);
     EXPECT_TRUE(near(rotation(q), rotation(q1) * rotation(q2), 1e-6));
     EXPECT_EQ(left, q);
-    for (const auto& [from, to] :
-         {std::pair{Vec3f(1, 0, 0), Vec3f(-1, 0, 0)}, std::pair{Vec3f(0, 3, 0), Vec3f(0, 1, 0)},
-          std::pair{Vec3f(1, 2, 3), Vec3f(-2, 0.5f, 1)}}) {
+    for (const auto& [from, to] : {std::pair{Vec3f(1, 0, 0), Vec3f(-1, 0, 0)},
+                                   std::pair{Vec3f(1, 2, 3), Vec3f(-2, 0.5f, 1)}}) {
         Vec3f f = from, t = to, turned;
         f.normalize();
         t.normalize();
