@@ -250,6 +250,16 @@ TEST_F(Events, ANodeReleasedInItsOwnFieldChangedEndsTheCascade) {
     EXPECT_EQ(Route::routeCount(), before - 2);
     EXPECT_EQ(a->value.outSlot()->routeCount(true), 1u);
     EXPECT_EQ(c->value.inSlot()->routeCount(true), 0u);
+
+    // A node that nobody holds takes events and stays.
+    auto* loose = static_cast<Relay*>(Relay::_type.createNode(scope.get(), "loose", CreatorSystem));
+    loose->setTreeState(0.0, Live);
+    route(c->value, loose->value);
+    change(c->value, "8");
+    EXPECT_EQ(take(), "c.value=8@Live loose.value=8@Live");
+    EXPECT_EQ(loose->refCount(), 0);
+    EXPECT_EQ(NodeNameSpace::findNode(scope.get(), "loose"), loose);
+    held.emplace_back(loose);
 }
 
 TEST_F(Events, DyingFieldsAndNodesTakeTheirRoutesFromEveryBag) {

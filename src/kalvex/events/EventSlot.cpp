@@ -159,12 +159,14 @@ void EventInSlot::receiveEvent(const TimeStamp& time, Field& value, ConvertParam
     }
     if (process) {
         // The behaviour may drop the last reference to its own node: then the cascade ends
-        // here and the node goes once nothing of it is in use.
-        node.addRef();
+        // here and the node goes once nothing of it is in use. A node nobody holds is left
+        // as it is: holding it here would end it.
+        const bool held = node.refCount() > 0;
+        if (held) node.addRef();
         node.fieldChanged(field, time, source);
-        const bool alive = node.refCount() > 1;
+        const bool alive = !held || node.refCount() > 1;
         if (alive && autoSend) field.send(time, true, onlyIS);
-        node.subRef();
+        if (held) node.subRef();
         return;
     }
     if (autoSend) field.send(time, true, onlyIS);

@@ -77,8 +77,8 @@ class EventInSlot : public EventSlot {
 
     // Stores the value (converting it), marks the field unless the route is a TRIGGER, wakes a
     // node in Setup, and hands on to the node and the field's own routes. The node's changing
-    // bit of the field breaks cycles. The node is held while its behaviour runs; one that
-    // nobody else holds (or that its behaviour let go) goes then, and sends nothing on.
+    // bit of the field breaks cycles. A held node is held once more while its behaviour runs;
+    // if the behaviour lets it go, it sends nothing on and goes when the call returns.
     void receiveEvent(const TimeStamp& time, Field& value, ConvertParam* param, Route* route);
     void receiveEvent(const TimeStamp& time, Route* route);
     void receiveEvent(const TimeStamp& time, const char* text, Route* route);
