@@ -156,6 +156,8 @@ TEST_F(Copies, RoutesAreMadeAnewByNameAndPartID) {
     const unsigned before = Route::routeCount();
     // The node outside the copied part has a counterpart by name in the new scope.
     auto* there = make<Counter>("outside", Counter::_type, target.get());
+    CopyAction(0.0, *scope, *target).finalize();  // nothing collected, nothing made
+    EXPECT_EQ(Route::routeCount(), before);
     auto* result = static_cast<ProbeNode*>(copy(*top));
     ASSERT_TRUE(result);
     auto* ca = static_cast<Counter*>(NodeNameSpace::findNode(target.get(), "a"));

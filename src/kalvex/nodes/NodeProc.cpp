@@ -298,20 +298,20 @@ void NodeProc::copy(CopyAction& action) {
         result = node.getType().createNode(
             &newScope, node.hasName() ? node.getName().c_str() : nullptr, CreatorSystem);
         // A refused copy (the licence check may refuse) leaves nothing to fill.
-        if (result) copyFields(action, *result);
+        if (result) copyFields(action, *result, options);
     }
     action.setLastCopy(result);
     visiting.erase(&node);
 }
 
-void NodeProc::copyFields(CopyAction& action, Node& copy) {
+void NodeProc::copyFields(CopyAction& action, Node& copy, uint32_t options) {
     Node& node = _node;
     NodeNameSpace* ownScope = node.getNameSpace();
     // A prototype instance builds its own body anew: only its own scope's nodes are followed,
     // and IS routes count only inside one scope.
     const bool proto = node.getType().hasProtoDeclaration();
     if (proto) KNOTICE("Proto Instance copy, force copySubNameSpace\n");
-    const bool followOtherScopes = !proto && (action.paramMask() & CopyAction::CopySubNameSpace);
+    const bool followOtherScopes = !proto && (options & CopyAction::CopySubNameSpace);
     auto mayFollow = [&](const Node* target) {
         return target && (followOtherScopes || target->getNameSpace() == ownScope);
     };
@@ -366,7 +366,7 @@ void NodeProc::copyFields(CopyAction& action, Node& copy) {
                 to->processValueChange(time, Field::CallerDefault);
         }
     }
-    if (!(action.paramMask() & CopyAction::CopyRoutes)) return;
+    if (!(options & CopyAction::CopyRoutes)) return;
     auto collect = [&](const EventSlot* slot) {
         if (!slot) return;
         for (Route* route : slot->routes()) {

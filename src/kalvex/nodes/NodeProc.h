@@ -142,8 +142,9 @@ class NodeProc : public AttachmentBag {
   protected:
     // A new row's field: made, bound, given its default and appended to the node.
     NodePartDesc* appendPart(NodePartDesc* desc);
-    // The field values and links of a new copy of the node, and the routes met.
-    void copyFields(CopyAction& action, Node& copy);
+    // The field values and links of a new copy of the node, and the routes met, by the
+    // options read when the copy of this node began.
+    void copyFields(CopyAction& action, Node& copy, uint32_t options);
 
     PartDescMap* _partDescMap;
     Node& _node;
