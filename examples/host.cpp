@@ -1,5 +1,5 @@
 // A minimal host: start the system, take its settings from the environment (KCP_<name>) and the
-// command line (--name=value or --name value; --help lists them), load a small scene of the
+// command line (--name=value or --name value; a last --help lists them), load a small scene of the
 // example node library through a loader, join its nodes with routes, run a few frames in which a
 // frame observer advances the time and sends an event, print what arrives through the routes,
 // stop. Words of the command line without a dash are URLs the loader reads ("example:scene").
