@@ -28,13 +28,13 @@ class Announcer : public Observer {
     }
 };
 
-// Applies the parameters that changed on the context's setup node. The synchronisation pass
-// does this for every changed node once the library has one; until then the host does it.
+// Applies the parameters that changed on the context's setup node: a synchronisation pass over
+// it runs its nodeChanged and clears its change marks.
 void applySettings(Context& context) {
     ContextSetup* setup = context.getSetup();
-    if (!setup || setup->_changedMask.isZero()) return;
-    setup->getProc()->nodeChanged(context.getTimeStamp(), setup->_changedMask);
-    setup->_changedMask = NodePartMask(0);
+    if (!setup) return;
+    SynchronizeAction sync(context.getTimeStamp());
+    setup->getProc()->synchronize(sync);
 }
 
 // The frame: advances the context's time, grows the mover with it and sends one increment

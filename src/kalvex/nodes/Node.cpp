@@ -232,12 +232,9 @@ void runCallback(NodeProc& proc, Callback callback, const TimeStamp& time) {
     }
 }
 
-// The link fields of a node, by data type: no cast on the walk. The row answers first, so
-// that value fields cost no virtual call; the field's own class confirms a link row.
+// The link fields of a node, by data type: no cast on the walk.
 inline bool isFieldOf(const Field* field, NodePartDataType type) {
-    if (!field) return false;
-    const NodePartDesc* desc = field->getDesc();
-    return (!desc || desc->dataType == type) && field->dataType() == type;
+    return field && Node::linkKind(*field) == type;
 }
 inline bool isSFNode(const Field* field) {
     return isFieldOf(field, SFNodeType);
@@ -399,16 +396,21 @@ void Node::fieldChanged(Field& field, const TimeStamp& time, Field* source) {
         guardedFieldChanged(field, time, source);
 }
 
-void Node::guardedFieldChanged(Field& field, const TimeStamp& time, Field* source) {
+bool Node::enterFieldChange(const Field& field) {
     const NodePartMask& mask = field.partMask();
     if (_isChangingMask.test(mask)) {
         KINFO("Field %s/%s.%s is already changing; break loop\n", typeName(), getName().c_str(),
               field.findName());
-        return;
+        return false;
     }
     _isChangingMask |= mask;
+    return true;
+}
+
+void Node::guardedFieldChanged(Field& field, const TimeStamp& time, Field* source) {
+    if (!enterFieldChange(field)) return;
     _proc->fieldChanged(*this, field, time, source);
-    _isChangingMask &= ~mask;
+    leaveFieldChange(field);
 }
 
 // --- identity ----------------------------------------------------------------------------------

@@ -104,6 +104,14 @@ class Node : public AttachmentBag {
         LogEventIn = 6,
         LogEventOut = 7
     };
+    // SFNodeType or MFNodeType for a field that holds links, NoDataType for any other. The row
+    // answers first, so that a value field costs no virtual call on a walk.
+    static NodePartDataType linkKind(const Field& field) {
+        const NodePartDesc* desc = field.getDesc();
+        if (desc && !desc->isNodeReference()) return NoDataType;
+        const NodePartDataType kind = field.dataType();
+        return kind == SFNodeType || kind == MFNodeType ? kind : NoDataType;
+    }
     // 0 looks at stored names only; every positive value looks at the slot names too. Routes
     // pass 3 for their input side and 4 for their output side.
     using FieldSearchOrder = int;
@@ -300,6 +308,10 @@ class Node : public AttachmentBag {
     // The behaviour's fieldChanged under the loop guard: the field's bit is set while it runs, and
     // a field already changing is reported and stops here.
     void guardedFieldChanged(Field& field, const TimeStamp& time, Field* source);
+    // The guard itself, for subclasses that call a behaviour of their own: false (reported) for
+    // a field already changing, otherwise its bit is set until leaveFieldChange.
+    bool enterFieldChange(const Field& field);
+    void leaveFieldChange(const Field& field) { _isChangingMask &= ~field.partMask(); }
     // regField for a link row or a row that does not exist.
     bool regLinkOrBadField(Field& field, NodeType& type, unsigned int id);
     // Drops the scope without telling it, when the scope dies first.

@@ -57,6 +57,20 @@ std::string maskBits(unsigned long mask) {
     return bits;
 }
 
+// Appends the raw targets of every link field of node.
+void appendChildren(const Node& node, std::vector<Node*>& out) {
+    for (Field* field : node.fieldVec()) {
+        if (!field) continue;
+        const int kind = Node::linkKind(*field);
+        if (kind == SFNodeType) {
+            if (Node* target = static_cast<SFNode*>(field)->rawNode()) out.push_back(target);
+        } else if (kind == MFNodeType) {
+            for (const NodeLink& link : static_cast<MFNode*>(field)->getValue())
+                if (Node* target = link.rawNode()) out.push_back(target);
+        }
+    }
+}
+
 }  // namespace
 
 NodeProc::NodeProc(NodeType&, Node& node) : _partDescMap(nullptr), _node(node) {}
@@ -255,16 +269,10 @@ void NodeProc::transferNameSpace(NameSpaceTransferAction& action) {
     } else if (current->getParent() == from) {
         current->setParent(to);
     }
-    std::vector<SmartPtr<Node>> targets;
-    for (Field* field : _node.fieldVec()) {
-        if (!field) continue;
-        if (field->dataType() == SFNodeType) {
-            if (Node* target = static_cast<SFNode*>(field)->rawNode()) targets.emplace_back(target);
-        } else if (field->dataType() == MFNodeType) {
-            for (const NodeLink& link : static_cast<MFNode*>(field)->getValue())
-                if (link.rawNode()) targets.emplace_back(link.rawNode());
-        }
-    }
+    std::vector<Node*> children;
+    appendChildren(_node, children);
+    // Held: moving scopes may change the graph below.
+    const std::vector<SmartPtr<Node>> targets(children.begin(), children.end());
     for (const SmartPtr<Node>& target : targets)
         if (target->getProc()) target->getProc()->transferNameSpace(action);
     action.visitingSet().erase(&_node);
@@ -340,13 +348,14 @@ void NodeProc::copyFields(CopyAction& action, Node& copy, uint32_t options) {
         Field* from = node.getField(i);
         Field* to = copy.getField(i);
         if (!from || !to) continue;
-        if (from->dataType() == SFNodeType) {
+        const NodePartDataType kind = Node::linkKind(*from);
+        if (kind == SFNodeType) {
             Node* target = static_cast<SFNode*>(from)->rawNode();
             if (!mayFollow(target)) continue;
             target->getProc()->copy(action);
             static_cast<SFNode*>(to)->link().setNode(action.lastCopy());
             to->processValueChange(time, Field::CallerDefault);
-        } else if (from->dataType() == MFNodeType) {
+        } else if (kind == MFNodeType) {
             MFNode& list = *static_cast<MFNode*>(to);
             // Held: a copy may change the source's lists on the way.
             std::vector<SmartPtr<Node>> targets;
@@ -386,29 +395,6 @@ void NodeProc::copyFields(CopyAction& action, Node& copy, uint32_t options) {
 // --- walks -------------------------------------------------------------------------------------
 
 namespace {
-
-// The data type of a link field, and NoDataType for any other: the row answers first, so that
-// value fields cost no virtual call on a walk.
-inline int linkKindOf(const Field& field) {
-    const NodePartDesc* desc = field.getDesc();
-    if (desc && !desc->isNodeReference()) return NoDataType;
-    const int kind = field.dataType();
-    return kind == SFNodeType || kind == MFNodeType ? kind : int(NoDataType);
-}
-
-// Appends the raw targets of every link field of node.
-void appendChildren(const Node& node, std::vector<Node*>& out) {
-    for (Field* field : node.fieldVec()) {
-        if (!field) continue;
-        const int kind = linkKindOf(*field);
-        if (kind == SFNodeType) {
-            if (Node* target = static_cast<SFNode*>(field)->rawNode()) out.push_back(target);
-        } else if (kind == MFNodeType) {
-            for (const NodeLink& link : static_cast<MFNode*>(field)->getValue())
-                if (Node* target = link.rawNode()) out.push_back(target);
-        }
-    }
-}
 
 // Seconds since some fixed point, for the statistics of a synchronisation.
 inline double secondsNow() {
@@ -462,7 +448,7 @@ void collectNode(Node& node, CollectAction& action, uint32_t options) {
         if (!field) continue;
         if (declaredOnly && (!field->getDesc() || field->getDesc()->objExtension())) continue;
         // Nothing on this walk changes the graph, so the links are read in place.
-        const int kind = linkKindOf(*field);
+        const int kind = Node::linkKind(*field);
         if (kind == SFNodeType) {
             Node* target = static_cast<SFNode*>(field)->rawNode();
             if (target && target->getProc()) collectNode(*target, action, options);

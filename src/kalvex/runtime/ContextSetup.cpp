@@ -59,21 +59,15 @@ bool ContextSetup::init() {
 }
 
 void ContextSetup::fieldChanged(Field& field, const TimeStamp& time, Field* source) {
-    const NodePartMask& mask = field.partMask();
-    if (_changingMask.test(mask)) {
-        KINFO("Field %s/%s.%s is already changing; break loop\n", typeName(), getName().c_str(),
-              field.findName());
-        return;
-    }
     ContextSetupProc* proc = getContextSetupProc();
     if (!proc) {
         // A broken type chain gave the node the plain behaviour.
         Node::fieldChanged(field, time, source);
         return;
     }
-    _changingMask |= mask;
+    if (!enterFieldChange(field)) return;
     proc->fieldChanged(*this, field, time, source);
-    _changingMask &= ~mask;
+    leaveFieldChange(field);
 }
 
 // --- parameters ---------------------------------------------------------------------------------

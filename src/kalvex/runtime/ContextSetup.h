@@ -32,18 +32,14 @@ class ContextSetup : public Node {
         return new ContextSetup(type, nameSpace, name);
     }
     static NodeType _type;
-
-    // The fields whose handler runs at the moment.
-    NodePartMask _changingMask{0};
 };
 
 // The behaviour of a context's parameter node: it turns the process-wide parameter rows into
 // fields, keeps values of names nobody has declared yet until somebody does, merges the setup
 // of a loaded scene and applies the log and ray intersection parameters.
 //
-// nodeChanged applies what changed; the synchronisation pass is what calls it for every changed
-// node, and that pass does not exist yet: until it does, a host calls nodeChanged itself with the
-// node's _changedMask (examples/host.cpp shows how).
+// nodeChanged applies what changed; a synchronisation pass (SynchronizeAction) calls it for
+// every changed node, as examples/host.cpp does after reading the command line and each frame.
 //
 // One departure: a sysLogOutput file that cannot be opened leaves the log on the standard error
 // with a fatal message, instead of switching it to a file type that writes nowhere.
