@@ -26,7 +26,75 @@ const char* scopeName(const Node& node) {
     return scope ? scope->getName().c_str() : "";
 }
 
+// The steps of a hop, forced inline: a routed event then costs one frame per hop (the out
+// slot's sendEvent) besides the two virtual calls into the field and the node.
+
+[[gnu::always_inline]] inline void markFieldChanged(Field& field) {
+    const NodePartDesc* desc = field.getDesc();
+    if (!desc) [[unlikely]] {
+        KINFO("Field without desc in XField::markChanged()\n");
+        return;
+    }
+    Node& node = *field.getNode();
+    if (!(node._changeFlags & Node::FieldChanged)) {
+        node.markParent(Node::DescendantChanged);
+        node._changeFlags |= Node::FieldChanged;
+    }
+    node._changedMask |= desc->mask;
+}
+
+[[gnu::cold]] void logSend(Node& node, Field& field, Field& value, const TimeStamp& time) {
+    std::string text = value.strValue();
+    KLOG("%s/%s/%s SendEvent on %s: %f/%s\n", node.typeName(), scopeName(node),
+         node.getName().c_str(), partName(field), time, text.c_str());
+}
+
+[[gnu::cold]] void logReceive(Node& node, const NodePartDesc& desc, Field& value, bool process,
+                              const TimeStamp& time) {
+    std::string text = value.strValue();
+    KLOG("%s/%s/%s/%s ReceiveEvent on %s: %f/%s\n", node.typeName(), scopeName(node),
+         node.getName().c_str(), process ? "pro" : "noPro", desc.name.c_str(), time, text.c_str());
+}
+
+[[gnu::cold]] void reportSetFailed(Field& field, Field& value) {
+    KFATAL("receiveEvent(): _field.setValueByField() failed\n");
+    KFATAL("  %s field: %s.%s\n", field.dataTypeName(), field.getNode()->typeName(),
+           partName(field));
+    KFATAL("  %s input: %s.%s\n", value.dataTypeName(), value.getNode()->typeName(),
+           partName(value));
+}
+
+// Listeners, then the out slot with the field's changing bit set around it when asked. An
+// exported node's field gets its out slot on first use, for the scope's import machinery.
+[[gnu::always_inline]] inline void sendField(Field& field, const NodePartMask mask,
+                                             const TimeStamp& time, bool setChanging, bool onlyIS) {
+    Node& node = *field.getNode();
+    if (!field.outSlot() && node.isExported()) [[unlikely]]
+        field.createOutSlot(false);
+    if (field.listeners()) [[unlikely]]
+        field.callListeners(time);
+    EventOutSlot* out = field.outSlot();
+    if (!out) return;
+    if (!setChanging) {
+        out->sendEvent(time, field, nullptr, onlyIS);
+        return;
+    }
+    // Clearing does not restore an earlier state: a nested send of the same field clears the
+    // bit for the outer one too.
+    node._isChangingMask |= mask;
+    out->sendEvent(time, field, nullptr, onlyIS);
+    node._isChangingMask &= ~mask;
+}
+
 }  // namespace
+
+void Field::markChanged() {
+    markFieldChanged(*this);
+}
+
+void Field::send(const TimeStamp& time, bool setChanging, bool onlyIS) {
+    sendField(*this, partMask(), time, setChanging, onlyIS);
+}
 
 EventSlot::EventSlot(const EventSlot& other)
     : BaseObject(other), _field(other._field), _processEventSubject(nullptr) {
@@ -112,6 +180,11 @@ bool EventInSlot::disconnect(EventOutSlot* from) {
 
 void EventInSlot::receiveEvent(const TimeStamp& time, Field& value, ConvertParam* param,
                                Route* route) {
+    deliver(time, value, param, route);
+}
+
+[[gnu::always_inline]] inline void EventInSlot::deliver(const TimeStamp& time, Field& value,
+                                                        ConvertParam* param, Route* route) {
     Field& field = *_field;
     Node& node = *field.getNode();
     const NodePartDesc* desc = field.getDesc();
@@ -120,7 +193,7 @@ void EventInSlot::receiveEvent(const TimeStamp& time, Field& value, ConvertParam
     bool onlyIS = false;
     if (!desc && !_processEventSubject) KLOG("EventInSlot::receiveEvent without desc\n");
 
-    if (node.getState() == Setup) {
+    if (node.getState() == Setup) [[unlikely]] {
         if (route && (route->type() & Route::IS)) {
             // Passed on inside the prototype without waking the node.
             onlyIS = true;
@@ -133,28 +206,20 @@ void EventInSlot::receiveEvent(const TimeStamp& time, Field& value, ConvertParam
     Field* source = nullptr;
     if (&value != &field) {
         source = &value;
-        if (!field.setValueByField(value, param)) {
-            KFATAL("receiveEvent(): _field.setValueByField() failed\n");
-            KFATAL("  %s field: %s.%s\n", field.dataTypeName(), node.typeName(), partName(field));
-            KFATAL("  %s input: %s.%s\n", value.dataTypeName(), value.getNode()->typeName(),
-                   partName(value));
-        } else if (!route || !(route->type() & Route::Trigger)) {
-            field.markChanged();
-        }
+        if (!field.setValueByField(value, param)) [[unlikely]]
+            reportSetFailed(field, value);
+        else if (!route || !(route->type() & Route::Trigger))
+            markFieldChanged(field);
     }
 
-    if (desc && node.logFeature(Node::LogEventIn)) {
-        std::string text = value.strValue();
-        KLOG("%s/%s/%s/%s ReceiveEvent on %s: %f/%s\n", node.typeName(), scopeName(node),
-             node.getName().c_str(), process ? "pro" : "noPro", desc->name.c_str(), time,
-             text.c_str());
-    }
+    if (desc && node.logFeature(Node::LogEventIn)) [[unlikely]]
+        logReceive(node, *desc, value, process, time);
     notifySubject(&_anyProcessEvent, time, this, &value);
     notifySubject(_processEventSubject, time, this, &value);
 
-    if (node._isChangingMask.test(field.partMask())) {
-        KINFO("Field %s/%s.%s is already changing; break loop\n", node.typeName(),
-              node.getName().c_str(), partName(field));
+    const NodePartMask mask = field.partMask();
+    if (node._isChangingMask.test(mask)) {
+        node.reportChangeLoop(field);
         return;
     }
     if (process) {
@@ -165,11 +230,11 @@ void EventInSlot::receiveEvent(const TimeStamp& time, Field& value, ConvertParam
         if (held) node.addRef();
         node.fieldChanged(field, time, source);
         const bool alive = !held || node.refCount() > 1;
-        if (alive && autoSend) field.send(time, true, onlyIS);
+        if (alive && autoSend) sendField(field, mask, time, true, onlyIS);
         if (held) node.subRef();
         return;
     }
-    if (autoSend) field.send(time, true, onlyIS);
+    if (autoSend) sendField(field, mask, time, true, onlyIS);
 }
 
 void EventInSlot::receiveEvent(const TimeStamp& time, Route* route) {
@@ -236,22 +301,21 @@ bool EventOutSlot::disconnect(EventInSlot* to) {
 void EventOutSlot::sendEvent(const TimeStamp& time, Field& value, ConvertParam* param,
                              bool onlyIS) {
     Node& node = *_field->getNode();
-    if (_field->getDesc() && node.logFeature(Node::LogEventOut)) {
-        std::string text = value.strValue();
-        KLOG("%s/%s/%s SendEvent on %s: %f/%s\n", node.typeName(), scopeName(node),
-             node.getName().c_str(), partName(*_field), time, text.c_str());
-    }
-    if (node.isExported()) node.getProc()->exportEvent(time, *this, value);
+    if (_field->getDesc() && node.logFeature(Node::LogEventOut)) [[unlikely]]
+        logSend(node, *_field, value, time);
+    if (node.isExported()) [[unlikely]]
+        node.getProc()->exportEvent(time, *this, value);
     notifySubject(&_anyProcessEvent, time, this, &value);
     notifySubject(_processEventSubject, time, this, &value);
+    // By index: a behaviour down the cascade may add routes to this slot.
     for (size_t i = 0; i < _routeBag.size(); ++i) {
         Route* route = _routeBag[i];
-        if (!route) {
+        if (!route) [[unlikely]] {
             KFATAL("No valid route entry in EventOutSlot::_routeBag\n");
             continue;
         }
         if (!onlyIS || (route->type() & Route::IS))
-            route->target().receiveEvent(time, value, param, route);
+            route->target().deliver(time, value, param, route);
     }
 }
 

@@ -85,6 +85,11 @@ class EventInSlot : public EventSlot {
     void receiveEvent(const TimeStamp& time, unsigned char* data, unsigned int size, Route* route);
 
     static const char* _typeName;
+
+  private:
+    friend class EventOutSlot;
+    // receiveEvent's work, inlined into the out slot's loop so that a hop is one frame.
+    void deliver(const TimeStamp& time, Field& value, ConvertParam* param, Route* route);
 };
 
 class EventOutSlot : public EventSlot {

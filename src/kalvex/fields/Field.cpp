@@ -121,18 +121,6 @@ void Field::callListeners(const TimeStamp& time) {
     for (Listener* listener : *_listeners) listener->valueChanged(time, *this);
 }
 
-void Field::markChanged() {
-    if (!_desc) {
-        KINFO("Field without desc in XField::markChanged()\n");
-        return;
-    }
-    if (!(_node->_changeFlags & Node::FieldChanged)) {
-        _node->markParent(Node::DescendantChanged);
-        _node->_changeFlags |= Node::FieldChanged;
-    }
-    _node->_changedMask |= _desc->mask;
-}
-
 bool Field::receive(const TimeStamp& time) {
     if (_desc && _node->logFeature(Node::LogEventIn)) {
         std::string value = strValue();
@@ -151,21 +139,7 @@ bool Field::receive(const TimeStamp& time) {
     return alive;
 }
 
-void Field::send(const TimeStamp& time, bool setChanging, bool onlyIS) {
-    const NodePartMask& mask = partMask();
-    if (!_outSlot && _node->isExported()) createOutSlot(false);
-    if (_listeners) callListeners(time);
-    if (!_outSlot) return;
-    if (setChanging) {
-        // Clearing does not restore an earlier state: a nested send of the same field clears
-        // the bit for the outer one too.
-        _node->_isChangingMask |= mask;
-        _outSlot->sendEvent(time, onlyIS);
-        _node->_isChangingMask &= ~mask;
-    } else {
-        _outSlot->sendEvent(time, onlyIS);
-    }
-}
+// markChanged and send live with the event slots, where a routed event passes them.
 
 void Field::processValueChange(const TimeStamp& time, CallerType caller) {
     if (!_desc) return;

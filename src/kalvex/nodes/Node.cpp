@@ -389,22 +389,17 @@ void Node::shutdown() const {
 }
 
 void Node::fieldChanged(Field& field, const TimeStamp& time, Field* source) {
-    const NodePartMask& mask = field.partMask();
-    if (mask.isZero())
-        _proc->fieldChanged(*this, field, time, source);
-    else
-        guardedFieldChanged(field, time, source);
+    // guardedFieldChanged written out: every routed event passes here.
+    const bool guarded = !field.partMask().isZero();
+    if (guarded && !enterFieldChange(field)) return;
+    _proc->fieldChanged(*this, field, time, source);
+    if (guarded) leaveFieldChange(field);
 }
 
-bool Node::enterFieldChange(const Field& field) {
-    const NodePartMask& mask = field.partMask();
-    if (_isChangingMask.test(mask)) {
-        KINFO("Field %s/%s.%s is already changing; break loop\n", typeName(), getName().c_str(),
-              field.findName());
-        return false;
-    }
-    _isChangingMask |= mask;
-    return true;
+void Node::reportChangeLoop(const Field& field) const {
+    const NodePartDesc* desc = field.getDesc();
+    KINFO("Field %s/%s.%s is already changing; break loop\n", typeName(), getName().c_str(),
+          desc ? desc->name.c_str() : "NoName");
 }
 
 void Node::guardedFieldChanged(Field& field, const TimeStamp& time, Field* source) {

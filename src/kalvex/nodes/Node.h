@@ -295,6 +295,9 @@ class Node : public AttachmentBag {
     NodePartMask _changedMask{~0UL};
     NodePartMask _isChangingMask{0};
 
+    // The message of a loop broken at a field already changing.
+    [[gnu::cold]] void reportChangeLoop(const Field& field) const;
+
   protected:
     friend class NodeLink;
     friend class NodeNameSpace;
@@ -310,7 +313,14 @@ class Node : public AttachmentBag {
     void guardedFieldChanged(Field& field, const TimeStamp& time, Field* source);
     // The guard itself, for subclasses that call a behaviour of their own: false (reported) for
     // a field already changing, otherwise its bit is set until leaveFieldChange.
-    bool enterFieldChange(const Field& field);
+    bool enterFieldChange(const Field& field) {
+        if (_isChangingMask.test(field.partMask())) {
+            reportChangeLoop(field);
+            return false;
+        }
+        _isChangingMask |= field.partMask();
+        return true;
+    }
     void leaveFieldChange(const Field& field) { _isChangingMask &= ~field.partMask(); }
     // regField for a link row or a row that does not exist.
     bool regLinkOrBadField(Field& field, NodeType& type, unsigned int id);
