@@ -210,4 +210,21 @@ NodeType Scene::_type(base(), "Scene", "Example", "Group", nullptr, "1.0", "Exam
                       "Holds a scene's top nodes and owns its name scope", "Example", true, true,
                       &is<Scene>, &make<Scene>, nullptr, nullptr, 0);
 
+// --- Inline ------------------------------------------------------------------------------------
+
+NodeType Inline::_type(
+    base(), "Inline", "Example", "Group", nullptr, "1.0", "Example",
+    "Groups content in a scope of its own", "stable",
+    "Its children are DEF-named in their own scope, below the node's", "Example", true, false,
+    &is<Inline>, &make<Inline>,
+    [](NodeType& type, Node& node) -> NodeProc* { return new InlineProc(type, node); }, nullptr, 0);
+
+NodeNameSpace* InlineProc::childNameSpace() {
+    if (!_content)
+        _content = new NodeNameSpace(
+            (node().hasName() ? node().getName() : node().getIDStr()) + "_content",
+            node().getNameSpace(), false);
+    return _content.get();
+}
+
 }  // namespace KalvexExample

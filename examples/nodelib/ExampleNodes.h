@@ -14,6 +14,7 @@
 //   Box            Geometry + size, solid
 //   Counter        count, step, increment (eventIn), total (eventOut)
 //   Scene          context root with children
+//   Inline         Group whose children live in a name scope of their own
 
 #include <kalvex/Kalvex.h>
 
@@ -165,6 +166,28 @@ class Scene : public Group {
     using Group::Group;
 
     static Kalvex::NodeType _type;
+};
+
+// A group whose content lives in a name scope of its own, below the scope of the node, the way
+// an inline scene's does: the enclosing scene sees into it only through what it exports.
+class Inline : public Group {
+  public:
+    using Group::Group;
+
+    // The scope of the content, made on first use.
+    Kalvex::NodeNameSpace& content() { return *getProc()->childNameSpace(); }
+
+    static Kalvex::NodeType _type;
+};
+
+// The behaviour of Inline: it owns the content's scope.
+class InlineProc : public Kalvex::NodeProc {
+  public:
+    using NodeProc::NodeProc;
+    Kalvex::NodeNameSpace* childNameSpace() override;
+
+  private:
+    Kalvex::SmartPtr<Kalvex::NodeNameSpace> _content;
 };
 
 }  // namespace KalvexExample

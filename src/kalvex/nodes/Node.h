@@ -328,6 +328,7 @@ class Node : public AttachmentBag {
     void forgetNameSpace() {
         _nameSpace = nullptr;
         _name = nullptr;
+        _exportName = nullptr;
     }
     // Runs the callbacks of one step of a transition with the state set to that step.
     void runTransition(const TimeStamp& time, NodeState from, NodeState to);

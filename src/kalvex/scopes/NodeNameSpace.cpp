@@ -87,6 +87,10 @@ NodeNameSpace::NodeNameSpace(const std::string& name, NodeNameSpace* parent, boo
 }
 
 NodeNameSpace::~NodeNameSpace() {
+    // The imports' proxies belong to the dummy node: they go before it does.
+    _importMap.clear();
+    delete _importDummyNode;
+    _importDummyNode = nullptr;
     if (_nodeCount != 0) {
         KWARNING("Run NodeNameSpace \"%s\" destructor and _nodeCount == %d\n", _name.c_str(),
                  _nodeCount);
@@ -253,6 +257,8 @@ bool NodeNameSpace::unregNode(Node& node) {
         if (it != _nodeMap.end() && it->second.second == &node) _nodeMap.erase(it);
         node._name = nullptr;
     }
+    // Its export key belongs to this scope's map.
+    node._exportName = nullptr;
     node._nameSpace = nullptr;
     --_nodeCount;
     return true;
