@@ -2,7 +2,9 @@
 // command line (--name=value or --name value; a last --help lists them), load a small scene of the
 // example node library through a loader, join its nodes with routes, run a few frames in which a
 // frame observer advances the time and sends an event, print what arrives through the routes,
-// stop. Words of the command line without a dash are URLs the loader reads ("example:scene").
+// stop. An inline-like node holds a counter in a scope of its own, which the scene imports and
+// routes to and from by name. Words of the command line without a dash are URLs the loader reads
+// ("example:scene").
 
 #include <kalvex/Kalvex.h>
 
@@ -133,7 +135,9 @@ int main(int argc, char** argv) {
     }
     applySettings(*context);
     for (Context* loaded : urls) context->load(*loaded, Context::LoadAdd);
-    if (!context->load("example", "mover=Transform follower=Transform ticks=Counter paint=Material",
+    if (!context->load("example",
+                       "mover=Transform follower=Transform ticks=Counter paint=Material "
+                       "lamp=Inline echo=Counter",
                        Context::LoadAdd)) {
         std::printf("host: the scene could not be loaded\n");
         return 1;
@@ -150,6 +154,15 @@ int main(int argc, char** argv) {
     std::printf("host: loaded %s into %s\n",
                 context->getSourceUrlLine().empty() ? "data" : context->getSourceUrlLine().c_str(),
                 context->getName().c_str());
+    // The lamp's content: a counter DEF-named in the lamp's own scope and exported from it as
+    // "Beat", which the scene imports as "Pulse".
+    auto* lamp = static_cast<KalvexExample::Inline*>(NodeNameSpace::findNode(scope, "lamp"));
+    NodeNameSpace& inside = lamp->content();
+    Node* inner = inside.createNode("Counter", "inner", CreatorLoader, SearchExact);
+    lamp->addChild(inner, nullptr, Node::TransferNone, Node::MatchFirstFit);
+    inside.updateExportedNode("inner", "Beat");
+    scope->updateImportedNode("Beat", "Pulse", "lamp");
+
     // The frame set every root Live but the scene, which its display starts: that is us.
     scene->setTreeState(context->getTimeStamp(), Live);
     printNode(*scene, 0);
@@ -161,8 +174,15 @@ int main(int argc, char** argv) {
         Route::create(ticks->total(), paint->shininess(), Route::Default, false),
         Route::create(mover->scale(), paint->diffuseColor(), Route::Default, false),
         Route::create(mover->scale(), follower->translation(), Route::Default, false)};
-    std::printf("host: %u routes\n", Route::routeCount());
+    // Across the import, by name as a loader makes routes: the total sets the lamp's count and
+    // then increments it, and the lamp's count comes back out into the echo.
+    const bool across = scope->createRoute("ticks", "total", "Pulse", "set_count") &&
+                        scope->createRoute("ticks", "total", "Pulse", "increment") &&
+                        scope->createRoute("Pulse", "count_changed", "echo", "set_count");
+    std::printf("host: %u routes, %s across the import\n", Route::routeCount(),
+                across ? "three" : "not all");
     Arrivals shine(routes[0]->target()), colour(routes[1]->target()), place(routes[2]->target());
+    Arrivals echo(*NodeNameSpace::findNode(scope, "echo")->findField("count", 0)->inSlot());
 
     Frame frame(*context, *mover, *ticks);
     for (int i = 0; i < 3; ++i) {

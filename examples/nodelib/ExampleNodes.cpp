@@ -220,10 +220,13 @@ NodeType Inline::_type(
     [](NodeType& type, Node& node) -> NodeProc* { return new InlineProc(type, node); }, nullptr, 0);
 
 NodeNameSpace* InlineProc::childNameSpace() {
-    if (!_content)
+    if (!_content) {
+        NodeNameSpace* outer = node().getNameSpace();
         _content = new NodeNameSpace(
-            (node().hasName() ? node().getName() : node().getIDStr()) + "_content",
-            node().getNameSpace(), false);
+            (node().hasName() ? node().getName() : node().getIDStr()) + "_content", outer, false);
+        // The content knows the types the enclosing scene knows.
+        if (outer) _content->setNodeTypeNameSpace(outer->nodeTypeNameSpace());
+    }
     return _content.get();
 }
 
