@@ -37,11 +37,9 @@ bool refuseDelete(const char* fromNode, const char* fromField, const char* toNod
 
 // The exported node that an import names, through the inline node's child scope; the export
 // entry is left in *found when there is one.
-Node* exportedNode(NodeNameSpace& scope, const NodeNameSpace::Import& import,
+Node* exportedNode(Node& inlineNode, const NodeNameSpace::Import& import,
                    const NodeNameSpace::Export** found) {
-    Node* inlineNode = NodeNameSpace::findNode(&scope, import.inlineNodeName());
-    if (!inlineNode) return nullptr;
-    NodeNameSpace* inner = inlineNode->getProc()->childNameSpace();
+    NodeNameSpace* inner = inlineNode.getProc()->childNameSpace();
     if (!inner) return nullptr;
     for (auto it = inner->beginExport(); it != inner->endExport(); ++it) {
         if (it->first != import.exportedName()) continue;
@@ -142,8 +140,9 @@ bool NodeNameSpace::updateImportedNode(const std::string& exportedName,
 Node* NodeNameSpace::getImportedNode(const std::string& name) {
     auto it = _importMap.find(trimmed(name));
     if (it == _importMap.end()) return nullptr;
+    Node* inlineNode = findNode(this, it->second->_inlineNodeName);
     const Export* found = nullptr;
-    return exportedNode(*this, *it->second, &found);
+    return inlineNode ? exportedNode(*inlineNode, *it->second, &found) : nullptr;
 }
 
 bool NodeNameSpace::removeImportedNode(const std::string& name) {
@@ -245,7 +244,7 @@ void NodeNameSpace::transferEventToExport(const TimeStamp& time, Field& field, I
     Node* inlineNode = findNode(this, import._inlineNodeName);
     if (!inlineNode) return;  // the inline content may not be loaded yet
     const Export* found = nullptr;
-    Node* node = exportedNode(*this, import, &found);
+    Node* node = exportedNode(*inlineNode, import, &found);
     if (!found) {
         KFATAL("Import/Export error: %s.%s cannot find export\n", exported, fieldName.c_str());
         return;
