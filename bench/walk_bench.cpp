@@ -184,13 +184,21 @@ void printSummary(const KalvexBench::TimeCollector& times) {
 
 }  // namespace
 
-// "--count=N": N collect walks, N synchronisations and N bare walks, and stop, for an
-// instruction counter (valgrind --tool=callgrind --toggle-collect=countLoop*), whose figures
-// do not depend on what else the machine is doing.
+// "--count=N": N of each walk and copy, and of their baselines, and stop, for an instruction
+// counter (valgrind --tool=callgrind --toggle-collect='countLoop*'), whose figures do not
+// depend on what else the machine is doing. Each case has a function of its own.
 __attribute__((noinline)) void countLoopCollect(Node* root, long n) {
     CollectAction action(0.0);
     for (long i = 0; i < n; ++i) {
         action.addNodeType(Transform::_type);
+        root->getProc()->collect(action);
+    }
+}
+
+__attribute__((noinline)) void countLoopCollectBoxes(Node* root, long n) {
+    CollectAction action(0.0);
+    for (long i = 0; i < n; ++i) {
+        action.addNodeType(Box::_type);
         root->getProc()->collect(action);
     }
 }
@@ -207,14 +215,41 @@ __attribute__((noinline)) void countLoopBaseline(const PlainNode* root, long n) 
     for (long i = 0; i < n; ++i) benchmark::DoNotOptimize(bareWalk(root, 1));
 }
 
+__attribute__((noinline)) void countLoopCopy(Trees& t, long n) {
+    for (long i = 0; i < n; ++i) {
+        SmartPtr<NodeNameSpace> target(new NodeNameSpace("copy", nullptr, false));
+        CopyAction action(0.0, *t.scope, *target);
+        t.root->getProc()->copy(action);
+        action.finalize();
+        SmartPtr<Node> copy(action.lastCopy());
+    }
+}
+
+__attribute__((noinline)) void countLoopBuild(long n) {
+    for (long i = 0; i < n; ++i) {
+        std::vector<std::unique_ptr<PlainNode>> plain(kNodes);
+        for (int k = 0; k < kNodes; ++k) {
+            plain[k] = std::make_unique<PlainNode>();
+            plain[k]->kind = k >= kInner ? 2 : isTransform(k) ? 1 : 0;
+        }
+        for (int k = 0; k < kInner; ++k)
+            for (int c = kFan * k + 1; c <= kFan * k + kFan && c < kNodes; ++c)
+                plain[k]->children.push_back(plain[c].get());
+        benchmark::DoNotOptimize(plain.data());
+    }
+}
+
 int main(int argc, char** argv) {
     if (argc > 1 && std::strncmp(argv[1], "--count=", 8) == 0) {
         Trees& t = trees();
         const long n = std::atol(argv[1] + 8);
         countLoopCollect(t.root.get(), n);
+        countLoopCollectBoxes(t.root.get(), n);
         countLoopSynchronize(t, n);
         countLoopBaseline(t.plain[0].get(), n);
-        std::printf("%ld walks of %d nodes each way\n", n, kNodes);
+        countLoopCopy(t, n);
+        countLoopBuild(n);
+        std::printf("%ld walks and copies of %d nodes each way\n", n, kNodes);
         return 0;
     }
     benchmark::RegisterBenchmark("baseline/bare-walk", baselineWalk);

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -204,6 +206,67 @@ TEST_F(Walks, CollectCountsByTypeNameAndDeclaredFields) {
         EXPECT_EQ(collected(action, Group::_type), c.groups) << c.clearBits << "/" << c.setBits;
         EXPECT_EQ(collected(action, Box::_type), c.boxes) << c.clearBits << "/" << c.setBits;
     }
+}
+
+// Counts and pointer order must not depend on the order the walk meets nodes in, and a path
+// deeper than the short-path scan must still stop cycles and leave the path empty.
+TEST_F(Walks, CollectOrderAndCountsHoldForAnyArrivalOrderAndDepth) {
+    auto named = [](const char* prefix, int i) {
+        char name[16];
+        std::snprintf(name, sizeof name, "%s%d", prefix, i);
+        return std::string(name);
+    };
+    std::vector<Node*> leaves;
+    for (int i = 0; i < 12; ++i) leaves.push_back(make(named("l", i).c_str()));
+    // Arrivals in descending, mixed and repeated address order, across two walks.
+    std::vector<Node*> sorted = leaves;
+    std::sort(sorted.begin(), sorted.end());
+    const std::vector<Node*> orders[] = {
+        {sorted.rbegin(), sorted.rend()},
+        {sorted[5], sorted[1], sorted[5], sorted[9], sorted[0], sorted[9], sorted[9], sorted[3]},
+        {sorted[0], sorted[0], sorted[11], sorted[2], sorted[11]}};
+    int round = 0;
+    for (const std::vector<Node*>& order : orders) {
+        Node* root = make(named("r", round++).c_str());
+        for (Node* leaf : order) link(root, {leaf});
+        CollectAction action(0.0);
+        action.addNodeType(ProbeNode::_type);
+        root->getProc()->collect(action);
+        root->getProc()->collect(action);
+        std::map<Node*, unsigned int> expected{{root, 2}};
+        for (Node* leaf : order) expected[leaf] += 2;
+        std::vector<Node*> nodes;
+        std::vector<unsigned int> counts;
+        action.fillNodeVec(ProbeNode::_type, nodes, &counts, true);
+        EXPECT_EQ(nodes.size(), expected.size());
+        size_t i = 0;
+        for (const auto& [node, count] : expected) {
+            ASSERT_LT(i, nodes.size());
+            EXPECT_EQ(nodes[i], node);
+            EXPECT_EQ(counts[i], count) << node->getName();
+            ++i;
+        }
+        static_cast<ProbeNode*>(root)->kids.clear();
+    }
+
+    // A chain of 80 with a link from its end back to its middle: one arrival each, in a
+    // walk that goes deep enough to search the path by its sorted copy.
+    std::vector<Node*> chain{make("c0")};
+    for (int i = 1; i < 80; ++i) {
+        chain.push_back(make(named("c", i).c_str()));
+        link(chain[i - 1], {chain[i]});
+    }
+    link(chain.back(), {chain[40], chain[2]});
+    CollectAction deep(0.0);
+    deep.addNodeType(ProbeNode::_type);
+    chain[0]->getProc()->collect(deep);
+    std::vector<Node*> nodes;
+    std::vector<unsigned int> counts;
+    EXPECT_EQ(deep.fillNodeVec(ProbeNode::_type, nodes, &counts, true), 80u);
+    EXPECT_EQ(std::count(counts.begin(), counts.end(), 1u), 80);
+    EXPECT_TRUE(std::is_sorted(nodes.begin(), nodes.end()));
+    EXPECT_TRUE(deep.visitingSet().empty());
+    static_cast<ProbeNode*>(chain.back())->kids.clear();
 }
 
 TEST_F(Walks, FillNodeVecAppendsAndResetDropsEntries) {

@@ -111,21 +111,34 @@ void NodeProc::fieldRemoved(Field&) {}
 void NodeProc::routeAdded(Route&) {}
 void NodeProc::routeRemoved(Route&) {}
 
+// The context's time is looked up only when something uses it (most links change outside a
+// live scene with nobody listening), and then before the state change, as always.
 void NodeProc::childAdded(NodeLink& link) {
-    const TimeStamp time = contextTimeStamp();
     Node* child = link.rawNode();
-    if (child && _node.getState() == Live && child->getState() != Live)
+    TimeStamp time = 0.0;
+    bool timed = false;
+    if (child && _node.getState() == Live && child->getState() != Live) {
+        time = contextTimeStamp();
+        timed = true;
         child->updateLiveState(time, nullptr);
+    }
     Subject* subject = Node::childAddedSubject();
-    if (subject->wantsNotify()) subject->notifyObserver(time, &_node, &link, nullptr);
+    if (subject->wantsNotify())
+        subject->notifyObserver(timed ? time : contextTimeStamp(), &_node, &link, nullptr);
 }
 
 void NodeProc::childRemoved(NodeLink& link) {
-    const TimeStamp time = contextTimeStamp();
     Node* child = link.rawNode();
-    if (child && _node.getState() == Live) child->updateLiveState(time, &link);
+    TimeStamp time = 0.0;
+    bool timed = false;
+    if (child && _node.getState() == Live) {
+        time = contextTimeStamp();
+        timed = true;
+        child->updateLiveState(time, &link);
+    }
     Subject* subject = Node::childRemovedSubject();
-    if (subject->wantsNotify()) subject->notifyObserver(time, &_node, &link, nullptr);
+    if (subject->wantsNotify())
+        subject->notifyObserver(timed ? time : contextTimeStamp(), &_node, &link, nullptr);
 }
 
 // --- dynamic parts -----------------------------------------------------------------------------
@@ -296,11 +309,7 @@ void NodeProc::copy(CopyAction& action) {
         for (NodeType* type : *skipped)
             if (type && node.getType().isA(*type)) return;
     VisitingSet& visiting = action.visitingSet();
-    if (visiting.count(&node)) {
-        if (!result) return;
-    } else {
-        visiting.insert(&node);
-    }
+    if (!visiting.insert(&node) && !result) return;
 
     if (!result) {
         result = node.getType().createNode(
@@ -344,9 +353,11 @@ void NodeProc::copyFields(CopyAction& action, Node& copy, uint32_t options) {
                int(node.fieldCount()), int(copy.fieldCount()));
         return;
     }
-    for (unsigned int i = 0; i < node.fieldCount(); ++i) {
-        Field* from = node.getField(i);
-        Field* to = copy.getField(i);
+    const Node::FieldVec& fromFields = node.fieldVec();
+    const Node::FieldVec& toFields = copy.fieldVec();
+    for (size_t i = 0; i < fromFields.size(); ++i) {
+        Field* from = fromFields[i];
+        Field* to = i < toFields.size() ? toFields[i] : nullptr;
         if (!from || !to) continue;
         const NodePartDataType kind = Node::linkKind(*from);
         if (kind == SFNodeType) {
@@ -357,21 +368,28 @@ void NodeProc::copyFields(CopyAction& action, Node& copy, uint32_t options) {
             to->processValueChange(time, Field::CallerDefault);
         } else if (kind == MFNodeType) {
             MFNode& list = *static_cast<MFNode*>(to);
-            // Held: a copy may change the source's lists on the way.
-            std::vector<SmartPtr<Node>> targets;
+            // A snapshot, held: a copy may change the source's lists on the way. The action
+            // keeps the list of each level, so that it is not allocated again for every node.
+            std::vector<Node*>& targets = action.pushChildList();
             for (const NodeLink& link : static_cast<MFNode*>(from)->getValue())
-                targets.emplace_back(link.rawNode());
-            for (const SmartPtr<Node>& target : targets) {
-                if (!mayFollow(target.get())) {
+                targets.push_back(link.rawNode());
+            for (Node* target : targets)
+                if (target) target->addRef();
+            for (Node* target : targets) {
+                if (!mayFollow(target)) {
                     list.addChild(nullptr);  // positions stay
                     continue;
                 }
                 target->getProc()->copy(action);
                 list.addChild(action.lastCopy());
             }
+            for (Node* target : targets)
+                if (target) target->subRef();
+            action.popChildList();
             to->processValueChange(time, Field::CallerDefault);
-        } else if (to->type() != PartEventIn && to->type() != PartEventOut) {
-            if (to->setValueByField(*from, nullptr))
+        } else {
+            const NodePartType part = to->type();
+            if (part != PartEventIn && part != PartEventOut && to->setValueByField(*from, nullptr))
                 to->processValueChange(time, Field::CallerDefault);
         }
     }
@@ -386,10 +404,12 @@ void NodeProc::copyFields(CopyAction& action, Node& copy, uint32_t options) {
             action.routeSet().insert(route);
         }
     };
-    for (Field* field : node.fieldVec())
-        if (field) collect(field->inSlot());
-    for (Field* field : node.fieldVec())
-        if (field) collect(field->outSlot());
+    // One pass for both sides: the set holds the same routes whichever side comes first.
+    for (Field* field : node.fieldVec()) {
+        if (!field) continue;
+        collect(field->inSlot());
+        collect(field->outSlot());
+    }
 }
 
 // --- walks -------------------------------------------------------------------------------------
@@ -441,12 +461,14 @@ void collectNode(Node& node, CollectAction& action, uint32_t options) {
     // field whose row is not the type's (a dynamic part) answers for itself.
     const std::vector<NodePartDesc*>& rows = node.getType().descVec();
     const Node::FieldVec& fields = node.fieldVec();
+    const size_t rowCount = std::min(rows.size(), fields.size());
     for (size_t i = 0; i < fields.size(); ++i) {
-        const NodePartDesc* row = i < rows.size() ? rows[i] : nullptr;
+        const NodePartDesc* row = i < rowCount ? rows[i] : nullptr;
         if (row && !row->isNodeReference()) continue;
         Field* field = fields[i];
         if (!field) continue;
-        if (declaredOnly && (!field->getDesc() || field->getDesc()->objExtension())) continue;
+        const NodePartDesc* desc = field->getDesc();
+        if (declaredOnly && (!desc || desc->objExtension())) continue;
         // Nothing on this walk changes the graph, so the links are read in place.
         const int kind = Node::linkKind(*field);
         if (kind == SFNodeType) {
@@ -465,6 +487,7 @@ void collectNode(Node& node, CollectAction& action, uint32_t options) {
 }  // namespace
 
 void NodeProc::collect(CollectAction& action) {
+    action.indexEntries();
     collectNode(_node, action, action.paramMask());
 }
 

@@ -1,5 +1,6 @@
 #include "kalvex/traversal/CollectAction.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "kalvex/nodes/Node.h"
@@ -12,21 +13,48 @@ CollectAction::CollectAction(const TimeStamp& time) : TraversAction(time) {
     CollectAction::reset();
 }
 
-void CollectAction::addNodeType(NodeType& type) {
-    _nodeMap[&type].clear();
+CollectAction::CollectAction(const CollectAction& other)
+    : TraversAction(other), _nodeMap(other._nodeMap) {
+    indexEntries();
 }
 
-void CollectAction::countNode(Node& node) {
-    const NodeType& type = node.getType();
-    for (auto& [entryType, nodes] : _nodeMap) {
-        if (!entryType || !type.isA(*entryType)) continue;
-        // Nodes made one after the other tend to be met in the order of their addresses: a
-        // node above the last one goes in at the end without a search down the tree.
-        if (nodes.empty() || nodes.key_comp()(std::prev(nodes.end())->first, &node))
-            nodes.emplace_hint(nodes.end(), &node, Counter{1});
+CollectAction::NodeCountMap::const_iterator CollectAction::NodeCountMap::find(Node* node) const {
+    const std::vector<value_type>& entries = settled();
+    auto at = std::lower_bound(
+        entries.begin(), entries.end(), node,
+        [](const value_type& entry, Node* key) { return std::less<Node*>()(entry.first, key); });
+    return at != entries.end() && at->first == node ? at : entries.end();
+}
+
+void CollectAction::NodeCountMap::settle() const {
+    auto byNode = [](const value_type& a, const value_type& b) {
+        return std::less<Node*>()(a.first, b.first);
+    };
+    auto middle = _entries.begin() + std::ptrdiff_t(_sorted);
+    std::sort(middle, _entries.end(), byNode);
+    std::inplace_merge(_entries.begin(), middle, _entries.end(), byNode);
+    // Arrivals at one node stand together now: one counter each.
+    auto out = _entries.begin();
+    for (auto in = _entries.begin(); in != _entries.end(); ++in) {
+        if (out != _entries.begin() && std::prev(out)->first == in->first)
+            std::prev(out)->second.count += in->second.count;
         else
-            ++nodes[&node].count;
+            *out++ = *in;
     }
+    _entries.erase(out, _entries.end());
+    _sorted = _entries.size();
+}
+
+void CollectAction::addNodeType(NodeType& type) {
+    auto [entry, added] = _nodeMap.try_emplace(&type);
+    entry->second.clear();
+    if (added) indexEntries();
+}
+
+void CollectAction::indexEntries() {
+    _entries.clear();
+    for (auto& [type, nodes] : _nodeMap)
+        if (type) _entries.push_back({type, &nodes});
 }
 
 unsigned int CollectAction::fillNodeVec(NodeType& type, std::vector<Node*>& nodes,
@@ -49,6 +77,7 @@ void CollectAction::reset() {
     TraversAction::reset();
     _paramMask |= CollectDeclaredOnly;
     _nodeMap.clear();
+    _entries.clear();
 }
 
 void CollectAction::dump() const {

@@ -13,37 +13,89 @@ namespace Kalvex {
 class Node;
 class NodeType;
 
-// The nodes on the current path of a walk, in pointer order. A sorted vector rather than a
-// tree of nodes: paths are short, so a lookup is a few comparisons, and entering a node
-// allocates only when the path grows deeper than any path of this action before.
+// The nodes on the current path of a walk. Walks enter and leave nodes in stack order, so the
+// path is kept as a stack: entering pushes, leaving pops the top. Paths are short, so a lookup
+// scans the stack; a deep path gets a sorted copy for binary search as well, dropped again when
+// the path is short enough. Nothing allocates once the stack has been as deep as the path.
+// Iteration gives the nodes in pointer order, as an ordered set would.
 class VisitingSet {
   public:
     using const_iterator = std::vector<Node*>::const_iterator;
 
-    bool empty() const { return _nodes.empty(); }
-    size_t size() const { return _nodes.size(); }
-    size_t count(Node* node) const {
-        return std::binary_search(_nodes.begin(), _nodes.end(), node) ? 1 : 0;
-    }
+    bool empty() const { return _path.empty(); }
+    size_t size() const { return _path.size(); }
+    size_t count(Node* node) const { return contains(node) ? 1 : 0; }
     // False when the node was there already.
     bool insert(Node* node) {
-        auto at = std::lower_bound(_nodes.begin(), _nodes.end(), node);
-        if (at != _nodes.end() && *at == node) return false;
-        _nodes.insert(at, node);
+        if (contains(node)) return false;
+        _path.push_back(node);
+        if (_indexed)
+            _sorted.insert(std::lower_bound(_sorted.begin(), _sorted.end(), node), node);
+        else if (_path.size() > kScanLimit)
+            buildIndex();
+        else
+            _sortedCurrent = false;
         return true;
     }
     size_t erase(Node* node) {
-        auto at = std::lower_bound(_nodes.begin(), _nodes.end(), node);
-        if (at == _nodes.end() || *at != node) return 0;
-        _nodes.erase(at);
+        if (!_path.empty() && _path.back() == node) {
+            _path.pop_back();
+        } else {
+            auto at = std::find(_path.begin(), _path.end(), node);
+            if (at == _path.end()) return 0;
+            _path.erase(at);
+        }
+        if (_indexed) {
+            if (_path.size() < kScanLimit / 2) {
+                _indexed = false;
+                _sortedCurrent = false;
+            } else {
+                _sorted.erase(std::lower_bound(_sorted.begin(), _sorted.end(), node));
+            }
+        } else {
+            _sortedCurrent = false;
+        }
         return 1;
     }
-    void clear() { _nodes.clear(); }
-    const_iterator begin() const { return _nodes.begin(); }
-    const_iterator end() const { return _nodes.end(); }
+    void clear() {
+        _path.clear();
+        _sorted.clear();
+        _indexed = false;
+        _sortedCurrent = true;
+    }
+    const_iterator begin() const { return ordered().begin(); }
+    const_iterator end() const { return ordered().end(); }
 
   private:
-    std::vector<Node*> _nodes;
+    // Up to this depth a scan of the stack is cheaper than keeping a sorted copy.
+    static constexpr size_t kScanLimit = 32;
+
+    bool contains(Node* node) const {
+        if (_indexed) return std::binary_search(_sorted.begin(), _sorted.end(), node);
+        for (Node* entry : _path)
+            if (entry == node) return true;
+        return false;
+    }
+    void buildIndex() {
+        _sorted.assign(_path.begin(), _path.end());
+        std::sort(_sorted.begin(), _sorted.end());
+        _indexed = true;
+        _sortedCurrent = true;
+    }
+    const std::vector<Node*>& ordered() const {
+        if (!_indexed && !_sortedCurrent) {
+            _sorted.assign(_path.begin(), _path.end());
+            std::sort(_sorted.begin(), _sorted.end());
+            _sortedCurrent = true;
+        }
+        return _sorted;
+    }
+
+    std::vector<Node*> _path;
+    // The path in pointer order: kept up to date while _indexed, made on demand otherwise.
+    mutable std::vector<Node*> _sorted;
+    bool _indexed = false;
+    mutable bool _sortedCurrent = true;
 };
 
 // The frame of every walk over the node graph: the walk's time stamp, the filters that leave
@@ -52,7 +104,7 @@ class VisitingSet {
 // Actions are plain objects on the caller's stack.
 //
 // _visitingSet is an ordered set with the interface of std::set that walks use (insert,
-// erase, count, empty), held as a sorted vector; see VisitingSet.
+// erase, count, empty, iteration in pointer order), held as a stack; see VisitingSet.
 class TraversAction : public BaseObject {
   public:
     explicit TraversAction(const TimeStamp& time);
