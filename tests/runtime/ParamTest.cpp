@@ -272,12 +272,17 @@ TEST_F(Params, SettingOnOneContextAppliesToItsRoutesOnly) {
 }
 
 TEST_F(Params, LogParametersActOnTheLog) {
-    const std::string file =
-        (std::filesystem::temp_directory_path() / "kalvex-param-test.log").string();
-    std::filesystem::remove(file);
+    // In a folder of its own: the word "file" is a file name too.
+    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "kalvex-param-test";
+    std::filesystem::create_directories(dir);
+    const std::filesystem::path cwd = std::filesystem::current_path();
+    std::filesystem::current_path(dir);
+    const std::string file = (dir / "named.log").string();
+    // "none" goes back to the type saved at attach, the capture's buffer.
     // clang-format off
     const std::pair<const char*, osg::LogType> outputs[] = {
-        {"STDOUT", osg::LOG_STDOUT}, {"cerr", osg::LOG_STDERR}, {"none", osg::LOG_BUFFER}, {file.c_str(), osg::LOG_FILE}};
+        {"STDOUT", osg::LOG_STDOUT}, {"cerr", osg::LOG_STDERR}, {"none", osg::LOG_BUFFER},
+        {file.c_str(), osg::LOG_FILE}, {"file", osg::LOG_FILE}};
     const std::pair<const char*, osg::LogLevel> levels[] = {
         {"debug", osg::LOG_DEBUG}, {"INFO", osg::LOG_INFO}, {"auto", osg::LOG_WARNING}, {"loud", osg::LOG_WARNING}};
     // clang-format on
@@ -285,12 +290,14 @@ TEST_F(Params, LogParametersActOnTheLog) {
         SCOPED_TRACE(value);
         LogCapture log;
         SmartPtr<Context> context = newContext();
+        osg::osgLog().setLogType(osg::LOG_NONE);
         set(*context, ContextSetupProc::_sysLogOutputID, value);
         apply(*context, ContextSetupProc::_sysLogOutputID);
         EXPECT_EQ(osg::osgLog().getLogType(), type);
     }
-    EXPECT_TRUE(std::filesystem::exists(file));
-    std::filesystem::remove(file);
+    EXPECT_TRUE(std::filesystem::exists(file) && std::filesystem::exists(dir / "file"));
+    std::filesystem::current_path(cwd);
+    std::filesystem::remove_all(dir);
     for (const auto& [value, level] : levels) {
         SCOPED_TRACE(value);
         LogCapture log(osg::LOG_LOG);

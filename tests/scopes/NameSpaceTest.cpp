@@ -257,8 +257,10 @@ TEST_F(Scopes, TransferWalkMovesNodesAndSubScopes) {
     Node *loaded = make("loaded", from, Group::_type, CreatorLoader),
          *unnamed = make(nullptr, from);
     Node *box = make("box", from, Box::_type), *nested = make("nested", inner);
-    for (Node* n : {loaded, box, unnamed, nested}) top->children().addChild(n);
-    static_cast<Group*>(unnamed)->children().addChild(top);  // a cycle back to the start
+    Node* shared = make("shared", from);
+    for (Node* n : {loaded, box, unnamed, nested, shared}) top->children().addChild(n);
+    static_cast<Group*>(unnamed)->children().addChild(top);     // a cycle back to the start
+    static_cast<Group*>(unnamed)->children().addChild(shared);  // reached twice, moved once
     // The walk skips by creator and by type, as every walk does; a copy of its frame keeps the
     // filters but not the options.
     NameSpaceTransferAction action(1.0);
@@ -278,7 +280,8 @@ TEST_F(Scopes, TransferWalkMovesNodesAndSubScopes) {
     EXPECT_TRUE(unnamed->getNameSpace() == to && unnamed->isAutoNamed());  // the new scope names it
     EXPECT_TRUE(loaded->getNameSpace() == from && box->getNameSpace() == from);
     EXPECT_TRUE(nested->getNameSpace() == inner && inner->getParent() == to);
-    EXPECT_EQ(std::make_pair(from->nodeCount(), to->nodeCount()), std::make_pair(2, 2));
+    EXPECT_EQ(NodeNameSpace::findNode(to, "shared"), shared);
+    EXPECT_EQ(std::make_pair(from->nodeCount(), to->nodeCount()), std::make_pair(2, 3));
     action.reset();
     EXPECT_TRUE(!action.oldNameSpace() && !action.skipTypeVec());
     // Without a target the walk reports it and leaves the node where it is.

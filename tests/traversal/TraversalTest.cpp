@@ -78,6 +78,7 @@ class Walks : public ProbeTest {
         std::set<std::string> out;
         for (size_t i = 0; i < nodes.size(); ++i)
             out.insert(nodes[i]->getName() + "*" + std::to_string(counts[i]));
+        EXPECT_EQ(out.size(), nodes.size()) << "a node is listed more than once";
         return out;
     }
     // Synchronises from root and returns the journal of the pass.
@@ -386,7 +387,14 @@ TEST_F(Walks, SynchronizeStatisticsCountVisitsByType) {
     SynchronizeAction action(0.0);
     EXPECT_EQ(action.paramMask(), 2u);
     sync(root, action);
-    EXPECT_TRUE(action.typeCount().empty());  // statistics off
+    EXPECT_TRUE(action.typeCount().empty());  // statistics off: the table has no rows
+    {
+        LogCapture log;
+        testing::internal::CaptureStderr();
+        action.dumpStatistic(0.25);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "SynchronizeAction NodeType Count: ");
+        EXPECT_EQ(log.text(), "LOG\tKalvex\t-----: n: 0, tSum: 0, stat: 0.25\n");
+    }
 
     action.setStatistics(true);
     box->_changeFlags |= Node::ChildrenChanged;  // as a link change below it would
